@@ -1,0 +1,34 @@
+# One function for each kind of target, so that a room's list says only what is particular to it.
+
+# vesca_library(NAME SOURCES file... [LINKS target...])
+function(vesca_library NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${NAME} STATIC ${ARG_SOURCES})
+  target_include_directories(${NAME} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${NAME} PUBLIC ${ARG_LINKS})
+endfunction()
+
+# vesca_test(NAME SOURCES file... [LINKS target...] [LABELS label...])
+#
+# One executable, one ctest entry a source file. A file whose filter finds no test case is a failure:
+# a check that is not run does not exist.
+function(vesca_test NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;LABELS" ${ARGN})
+  add_executable(${NAME} ${ARG_SOURCES})
+  target_link_libraries(${NAME} PRIVATE test_support ${ARG_LINKS})
+  foreach(SOURCE IN LISTS ARG_SOURCES)
+    get_filename_component(STEM ${SOURCE} NAME_WE)
+    add_test(NAME ${NAME}.${STEM} COMMAND ${NAME} "--source-file=*${SOURCE}")
+    set_tests_properties(${NAME}.${STEM} PROPERTIES
+      FAIL_REGULAR_EXPRESSION "test cases: +0 "
+      TIMEOUT 300
+      LABELS "${ARG_LABELS}")
+  endforeach()
+endfunction()
+
+# vesca_bench(NAME SOURCES file... [LINKS target...])
+function(vesca_bench NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(${NAME} ${ARG_SOURCES})
+  target_link_libraries(${NAME} PRIVATE ${ARG_LINKS} benchmark::benchmark_main)
+endfunction()

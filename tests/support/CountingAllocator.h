@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+
+namespace Test {
+
+/// Counts the calls of operator new on this thread while an object of it lives. The replacement
+/// operators stand in every test executable; with no counter alive they only allocate.
+///
+///     AllocationCounter counter;
+///     module.ProcessBlock(...);
+///     CHECK(counter.Count() == 0);
+class AllocationCounter {
+public:
+    AllocationCounter();
+    ~AllocationCounter();
+    AllocationCounter(const AllocationCounter&) = delete;
+    AllocationCounter& operator=(const AllocationCounter&) = delete;
+
+    /// Allocations since construction, by this thread.
+    std::size_t Count() const;
+
+private:
+    std::size_t m_uStart;
+};
+
+}  // namespace Test
