@@ -1,0 +1,170 @@
+#include "PluginBase/Transform.h"
+
+#include <mutex>
+
+#include "PluginBase/Plugin.h"
+#include "dsp/Gain.h"
+#include "dsp/vector/Elementwise.h"
+
+namespace {
+
+std::int32_t Length(std::uint32_t uFrames) {
+    return static_cast<std::int32_t>(uFrames);
+}
+
+void RunModule(Component* module, const StageContext& context, std::uint32_t uFrames, float* left,
+               float* right) {
+    if (module) module->ProcessAutomated(context, uFrames, left, right);
+}
+
+void RunStage(Component* module, std::uint32_t uStage, const StageContext& context, std::uint32_t uFrames,
+              float* left, float* right, bool bForce = false) {
+    if (!module) return;
+    module->SetStage(uStage);
+    module->ProcessAutomated(context, uFrames, left, right, bForce);
+}
+
+}  // namespace
+
+// The order of these lines is the order of every persisted format: a new one goes where its place is fixed,
+// and no two change places.
+ModuleSet BuildModules(PluginContext& plugin) {
+    ModuleSet modules;
+    modules.gain = modules.Add<DSP::Gain>(plugin);
+    return modules;
+}
+
+Transform::Transform(Plugin& plugin, ModuleFactory buildModules)
+    : TransformBase(plugin), m_modules(buildModules(plugin)) {}
+
+void Transform::UpdateAll() {
+    MarkAllDirty();
+    UpdateNow();
+}
+
+void Transform::ResetGuards() {
+    m_crossOverGuard.Reset();
+    m_bandGuard.Reset();
+    m_silenceGuard.Reset();
+}
+
+std::uint32_t Transform::ProcessChain(const StageContext& context, std::uint32_t uFrames, float* inLeft,
+                                      float* inRight, float* outLeft, float* outRight) {
+    RunStage(m_modules.gain, DSP::Gain::kInput, context, uFrames, inLeft, inRight);
+    RunModuleOrder(context, {uFrames, inLeft, inRight});
+
+    DSP::VectorMove(inLeft, outLeft, Length(uFrames));
+    if (inRight) DSP::VectorMove(inRight, outRight, Length(uFrames));
+    float* const right = inRight ? outRight : nullptr;
+    RunStage(m_modules.gain, DSP::Gain::kOutput, context, uFrames, outLeft, right);
+    RunModule(m_modules.dcOffset, context, uFrames, outLeft, right);
+    RunModule(m_modules.dither, context, uFrames, outLeft, right);
+    return uFrames;
+}
+
+void Transform::ProcessBypassed(std::uint32_t uFrames, const float* inLeft, const float* inRight,
+                                float* outLeft, float* outRight) {
+    TransformBase::ProcessBypassed(uFrames, inLeft, inRight, outLeft, outRight);
+    if (!m_modules.gain) return;
+    m_modules.gain->SetStage(DSP::Gain::kBypass);
+    m_modules.gain->ProcessBlock(uFrames, outLeft, inRight ? outRight : nullptr);
+}
+
+void Transform::RunModuleOrder(const StageContext& context, const Block& block) {
+    Global::ModuleOrder order;
+    {
+        const std::lock_guard lock(m_plugin.Lock());
+        order = GlobalSettings().FilterGraph();
+    }
+    const bool bSplit = m_modules.crossOver && m_modules.crossOver->Active();
+    bool bMultibandDone = false;
+    for (std::size_t p = 0; p < order.size(); ++p) {
+        switch (static_cast<ModuleOrderCode>(order[p])) {
+            case ModuleOrderCode::Equalizer:
+                RunModule(m_modules.equalizer, context, block.uFrames, block.left, block.right);
+                break;
+            case ModuleOrderCode::Reverb:
+                RunModule(m_modules.reverb, context, block.uFrames, block.left, block.right);
+                break;
+            case ModuleOrderCode::MultibandDynamics:
+            case ModuleOrderCode::MultibandExciter:
+            case ModuleOrderCode::MultibandImager:
+                if (!bMultibandDone && bSplit) RunMultiband(context, block, order, p);
+                bMultibandDone = true;
+                break;
+            case ModuleOrderCode::ChannelOperations:
+                RunStage(m_modules.imager, kFullBand, context, block.uFrames, block.left, block.right, true);
+                break;
+            case ModuleOrderCode::Maximizer:
+                RunModule(m_modules.maximizer, context, block.uFrames, block.left, block.right);
+                break;
+            case ModuleOrderCode::Spectrum:
+            case ModuleOrderCode::PhaseMeter:
+                break;
+        }
+    }
+}
+
+Component* Transform::BandModule(std::uint32_t uCode) const {
+    switch (static_cast<ModuleOrderCode>(uCode)) {
+        case ModuleOrderCode::MultibandDynamics:
+            return m_modules.dynamics;
+        case ModuleOrderCode::MultibandExciter:
+            return m_modules.exciter;
+        case ModuleOrderCode::MultibandImager:
+            return m_modules.imager;
+        default:
+            return nullptr;
+    }
+}
+
+void Transform::RunMultiband(const StageContext& context, const Block& block,
+                             const Global::ModuleOrder& order, std::size_t uPosition) {
+    SplitBands(context, block);
+    const std::uint32_t uBands = m_modules.bands->BandCount();
+    for (std::uint32_t b = 0; b < uBands; ++b) {
+        if (m_modules.bands->IsBandBypassed(b)) continue;
+        float* const right = block.right ? m_bandsRight[b].data() : nullptr;
+        for (std::size_t p = uPosition; p < order.size(); ++p) {
+            RunStage(BandModule(order[p]), b, context, block.uFrames, m_bandsLeft[b].data(), right);
+        }
+    }
+    MergeBands(block);
+}
+
+void Transform::SplitBands(const StageContext& context, const Block& block) {
+    m_crossOverGuard.Apply(block.uFrames, block.left, block.right);
+    std::array<float*, kBands> left;
+    std::array<float*, kBands> right{};
+    for (std::uint32_t b = 0; b < kBands; ++b) {
+        m_bandsLeft[b].resize(block.uFrames);
+        m_bandsRight[b].resize(block.uFrames);
+        left[b] = m_bandsLeft[b].data();
+        if (block.right) right[b] = m_bandsRight[b].data();
+    }
+    // Forced: the walk has asked once whether the bands run, and a switch in mid-block must not leave them
+    // unwritten.
+    m_modules.crossOver->ProcessAutomated(context, block.uFrames, block.left, block.right, true, left.data(),
+                                          right.data());
+    const std::uint32_t uBands = m_modules.bands->BandCount();
+    for (std::uint32_t b = 0; b < uBands; ++b) {
+        // All bands share one sign pattern, so that their guards add up.
+        m_bandGuard.Apply(block.uFrames, left[b], right[b], b + 1 == uBands);
+    }
+}
+
+void Transform::MergeBands(const Block& block) {
+    const std::int32_t nFrames = Length(block.uFrames);
+    bool bAny = false;
+    for (std::uint32_t b = 0; b < m_modules.bands->BandCount(); ++b) {
+        if (m_modules.bands->IsBandMuted(b)) continue;
+        const auto merge = bAny ? &DSP::VectorAdd : &DSP::VectorCopy;
+        merge(m_bandsLeft[b].data(), block.left, nFrames);
+        if (block.right) merge(m_bandsRight[b].data(), block.right, nFrames);
+        bAny = true;
+    }
+    if (bAny) return;
+    DSP::VectorZero(block.left, nFrames);
+    if (block.right) DSP::VectorZero(block.right, nFrames);
+    m_silenceGuard.Fill(block.uFrames, block.left, block.right);
+}
