@@ -17,7 +17,9 @@ public:
         return static_cast<std::uint32_t>(m_uState >> 32);
     }
     /// From uLow to uHigh, both included.
-    std::uint32_t Between(std::uint32_t uLow, std::uint32_t uHigh) { return uLow + Next() % (uHigh - uLow + 1); }
+    std::uint32_t Between(std::uint32_t uLow, std::uint32_t uHigh) {
+        return uLow + Next() % (uHigh - uLow + 1);
+    }
     /// From fLow up to fHigh.
     float Uniform(float fLow, float fHigh) {
         return fLow + (fHigh - fLow) * (static_cast<float>(Next() >> 8) / 16777216.0f);
@@ -31,7 +33,8 @@ private:
 inline std::vector<float> Noise(std::uint64_t uSeed, std::size_t uLength) {
     Random random(uSeed);
     std::vector<float> samples(uLength);
-    for (float& fSample : samples) fSample = random.Uniform(-1.0f, 1.0f);
+    for (float& fSample : samples)
+        fSample = random.Uniform(-1.0f, 1.0f);
     return samples;
 }
 
@@ -56,7 +59,8 @@ inline float WorstDifference(const std::vector<float>& a, const std::vector<floa
 }
 
 /// Block lengths that add up to uTotal, drawn from 1 to uLongest.
-inline std::vector<std::uint32_t> RandomCuts(std::uint64_t uSeed, std::uint32_t uTotal, std::uint32_t uLongest) {
+inline std::vector<std::uint32_t> RandomCuts(std::uint64_t uSeed, std::uint32_t uTotal,
+                                             std::uint32_t uLongest) {
     Random random(uSeed);
     std::vector<std::uint32_t> cuts;
     while (uTotal > 0) {

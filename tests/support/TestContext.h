@@ -29,7 +29,9 @@ public:
     void NotifyParameterEvent(ParameterGroup group, ParameterPhase phase, Component&, std::uint32_t uIndex,
                               const float* fValue, const bool* bValue, const std::int32_t* nValue) override {
         events.push_back({group, phase, uIndex,
-                          fValue ? *fValue : bValue ? static_cast<float>(*bValue) : static_cast<float>(*nValue)});
+                          fValue   ? *fValue
+                          : bValue ? static_cast<float>(*bValue)
+                                   : static_cast<float>(*nValue)});
     }
     void PostToEditor(EditorNotifyCode code) noexcept override { posts.push_back(code); }
     bool HasEditor() const noexcept override { return false; }

@@ -23,7 +23,9 @@ public:
     bool SetBytes(const std::string& name, const void* data, std::size_t uLength) override {
         return m_store.SetBytes(name, data, uLength);
     }
-    bool SetText(const std::string& name, const std::string& text) override { return m_store.SetText(name, text); }
+    bool SetText(const std::string& name, const std::string& text) override {
+        return m_store.SetText(name, text);
+    }
     bool SetNumber(const std::string& name, std::uint32_t u) override { return m_store.SetNumber(name, u); }
     bool GetBytes(const std::string& name, std::vector<std::uint8_t>& bytes) override {
         return m_store.GetBytes(name, bytes);
@@ -76,8 +78,8 @@ public:
     void Set(std::string_view name, double fValue) { Parameter(name).Set(fValue); }
     double Get(std::string_view name) { return Parameter(name).Get(); }
 
-    /// Runs a stream from its start and returns what comes out, cut as given; the last length repeats. A second
-    /// channel is rendered if right is given.
+    /// Runs a stream from its start and returns what comes out, cut as given; the last length repeats. A
+    /// second channel is rendered if right is given.
     struct Audio {
         std::vector<float> left;
         std::vector<float> right;
@@ -95,9 +97,9 @@ public:
             left.assign(uFrames, 0.0f);
             right.assign(uFrames, 0.0f);
             SetBlockStart(static_cast<std::int64_t>((uRun + uPosition) * 10'000'000 / SampleRate()));
-            const std::uint32_t uProduced =
-                Process(uFrames, input.left.data() + uPosition, bStereo ? input.right.data() + uPosition : nullptr,
-                        left.data(), bStereo ? right.data() : nullptr);
+            const std::uint32_t uProduced = Process(uFrames, input.left.data() + uPosition,
+                                                    bStereo ? input.right.data() + uPosition : nullptr,
+                                                    left.data(), bStereo ? right.data() : nullptr);
             output.left.insert(output.left.end(), left.begin(), left.begin() + uProduced);
             if (bStereo) output.right.insert(output.right.end(), right.begin(), right.begin() + uProduced);
             uPosition += uFrames;
