@@ -50,14 +50,14 @@ public:
     /// Throws "Attempt to write %1 bytes when not open" or "Attempt to write %1 bytes, only wrote %2
     /// bytes". A full disk may show only at Flush or Close: the runtime library buffers.
     void Write(const void* data, std::size_t uBytes);
-    /// Hands everything written to the disk itself, so that it outlives a power cut. Throws as a
-    /// write of 0 bytes would.
+    /// Hands everything written to the disk itself, so that it outlives a power cut. Does nothing when
+    /// closed. Throws "Flush failed" with code Write.
     void Flush();
 
     /// Moves to a byte position; behind the end is allowed. Throws "Attempt to seek to %1 when not
     /// open" or "Seek to %1 failed".
     void Seek(std::uint64_t uPosition);
-    /// The present position. Throws "Attempt to tell the position when not open".
+    /// The present position. Throws "Attempt to tell the position when not open" or "Tell failed".
     std::uint64_t Tell();
     /// The file's length, with what is still buffered. The position stays.
     std::uint64_t Length();
