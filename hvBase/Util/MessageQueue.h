@@ -31,16 +31,18 @@ public:
     MessageQueue(const MessageQueue&) = delete;
     MessageQueue& operator=(const MessageQueue&) = delete;
 
-    /// What PostToWindow takes.
-    WindowHandle Handle() noexcept { return this; }
+    /// What PostToWindow takes: a number in a pointer's clothes, never null and never given twice, so that
+    /// a late message can't reach another queue that came to lie at the same address.
+    WindowHandle Handle() const noexcept { return m_handle; }
 
-    /// Gives the oldest message out and forgets it; false if there is none.
+    /// Gives the oldest message out and forgets it; false, with the argument as it was, if there is none.
     bool Take(Message& message) noexcept;
 
-private:
-    friend bool PostToWindow(WindowHandle, std::uint32_t, std::uintptr_t, std::intptr_t) noexcept;
-    bool Put(const Message& message) noexcept;
+    /// What PostToWindow does. False for a handle that is no living queue's, and for a full queue.
+    static bool Post(WindowHandle window, const Message& message) noexcept;
 
+private:
+    WindowHandle m_handle = nullptr;
     std::vector<Message> m_ring;
     std::size_t m_uFirst = 0;
     std::size_t m_uCount = 0;

@@ -38,8 +38,6 @@ public:
     std::exception_ptr Failure() const;
 
 private:
-    void JoinFinished();
-
     mutable std::mutex m_mutex;
     std::condition_variable m_ended;
     // Under m_mutex.
