@@ -37,7 +37,8 @@ public:
     const std::string& Path() const noexcept { return m_strPath; }
 
 private:
-    bool Load(SettingsData& data) const;
+    // A missing file has no values; one that can't be read throws.
+    SettingsData Load() const;
     bool Store(const std::string& strName, SettingsData::Value value) const;
 
     const std::string m_strPath;

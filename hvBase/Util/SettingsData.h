@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -31,22 +32,25 @@ public:
     static Value FromText(const std::string& strText);
     static Value FromNumber(std::uint32_t uNumber);
 
-    /// The setters' counterparts: false, with the argument as it was, for a value of another kind.
-    static bool ToBytes(const Value& value, std::vector<std::uint8_t>& bytes);
-    static bool ToText(const Value& value, std::string& strText);
-    static bool ToNumber(const Value& value, std::uint32_t& uNumber);
-
-    /// Null if there is no such value.
-    const Value* Find(const std::string& strName) const;
-    /// False, with nothing changed, for an empty name or a value that stands already as given.
+    /// False for an empty name.
     bool Set(const std::string& strName, Value value);
+    /// Null if there is no value of this name.
+    const Value* Find(const std::string& strName) const;
     std::vector<std::string> Names() const;
+
+    /// False, with the argument as it was, if there is no value of this name and kind.
+    bool GetBytes(const std::string& strName, std::vector<std::uint8_t>& bytes) const;
+    bool GetText(const std::string& strName, std::string& strText) const;
+    bool GetNumber(const std::string& strName, std::uint32_t& uNumber) const;
 
     /// Reads any text, well formed or not; of two values with one name the later stands.
     static SettingsData Parse(std::string_view text);
+    /// What Parse reads back to the same values.
     std::string Print() const;
 
 private:
+    const Value* FindKind(const std::string& strName, Kind kind) const;
+
     std::map<std::string, Value> m_values;
     std::vector<std::string> m_otherLines;
 };
