@@ -3,9 +3,27 @@
 #include <cstdlib>
 #include <new>
 
+// The thread sanitizer's library defines the operators itself and can't be linked beside others.
+#if defined(__SANITIZE_THREAD__)
+#define VESCA_COUNTS_ALLOCATIONS 0
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define VESCA_COUNTS_ALLOCATIONS 0
+#endif
+#endif
+#ifndef VESCA_COUNTS_ALLOCATIONS
+#define VESCA_COUNTS_ALLOCATIONS 1
+#endif
+
 namespace {
 
 thread_local std::size_t t_uAllocations = 0;
+
+}  // namespace
+
+#if VESCA_COUNTS_ALLOCATIONS
+
+namespace {
 
 void* Allocate(std::size_t uSize) {
     ++t_uAllocations;
@@ -71,6 +89,8 @@ void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
     FreeAligned(memory);
 }
+
+#endif
 
 namespace Test {
 
