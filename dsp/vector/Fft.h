@@ -23,7 +23,7 @@ enum class FftScaling {
 ///            imaginary parts of the first and of the last bin are written as 0 and are not read.
 /// Scaling:   Forward unscaled; Inverse divides by N unless built with FftScaling::kNone.
 /// Precision: float arithmetic with factors rounded from double. The error of a spectrum is below
-///            0.6e-7 * order relative to its rms value, on white noise.
+///            0.6e-7 * (order + 1) relative to its rms value, on white noise.
 /// Bits:      the order of operations is one for every processor level, so results are the same everywhere.
 ///            They depend neither on alignment nor on whether source and destination are one buffer.
 /// Threads:   Forward and Inverse are const and may run on several threads at once, each with a work
