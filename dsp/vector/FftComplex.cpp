@@ -392,8 +392,8 @@ HWY_EXPORT(TransformRows);
 
 namespace {
 
-// Radix 2, decimation in frequency, and the reversed order read out at the end. A plain loop: at most five
-// passes.
+// Radix 2, decimation in frequency, and the reversed order read out at the end. Five passes
+// at most, in a plain loop.
 void TransformSmall(const FftTables& tables, const FftSource& source, const FftTarget& target, float fScale) {
     const std::size_t uPoints = tables.Points();
     const float* factors = tables.SmallFactors();

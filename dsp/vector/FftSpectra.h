@@ -18,8 +18,8 @@ void SeparateHalves(const FftTables& tables, const float* re, const float* im, f
 /// The reverse, times 2.
 void JoinHalves(const FftTables& tables, const float* spectrum, float* re, float* im) noexcept;
 
-/// Left as A and right as B: gives two spectra of P / 2 + 1 bins. A null right one is left out. P is 2 or
-/// more.
+/// Left as A and right as B: gives two spectra of P / 2 + 1 bins. A null right one is left
+/// out. P is 2 or more.
 void SeparateChannels(std::size_t uPoints, const float* re, const float* im, float* left,
                       float* right) noexcept;
 /// The reverse. A null right one reads as zeros.

@@ -74,8 +74,7 @@ struct IirLink {
 
 /// Runs several cascades one after another over 32-bit samples in one pass: each link filters in 64 bits,
 /// rounds to 32 bits and multiplies by its gain in 32 bits before the next link widens again. The bits are
-/// those of one call of VectorIirProcessFloat a link with a multiplication behind it; a gain of 1 changes
-/// nothing.
+/// those of one call of VectorIirProcessFloat a link with a multiplication behind it.
 ///
 /// nLinks links, 0 or more; none copies. The two cascades of a link have equally many sections. A null right
 /// source is mono; then right is not read. Each source may be its own destination.

@@ -15,14 +15,13 @@ namespace DSP {
 ///
 /// so that up = 5, down = 1, phase = 0 is y[5 n + p] = sum of taps[5 j + p] x[n - j].
 ///
-/// Sum:       in float, j ascending, each product and each sum rounded; the first product starts it. The bits
-/// are
-///            the same at every processor level and for every cut of a stream between iterations.
+/// Sum:       in float, j ascending, each product and each sum rounded; the first product starts it. The
+///            bits are the same at every processor level and for every cut of a stream between iterations.
 /// NaN:       leaves the filter by itself, once the last tap has passed it.
 /// Threads:   one at a time; no lock. Configure allocates, the rest neither allocates nor waits.
 class MultiRateFir {
 public:
-    /// nTaps 1 or more, factors 1 or more, phase 0 .. up - 1; values outside are limited. Resets.
+    /// nTaps 1 or more, factors 1 or more, phase 0 .. down - 1; values outside are limited. Resets.
     void Configure(const float* taps, int nTaps, int nUp, int nPhase = 0, int nDown = 1);
 
     /// Clears the history; the taps stay.
@@ -40,18 +39,30 @@ public:
     void ProcessPhases(const float* source, float* const* phases, int nIterations) noexcept;
 
 private:
+    // One of the `up` outputs of an iteration.
+    struct Branch {
+        std::size_t uFirstTap = 0;
+        std::size_t uTaps = 0;
+        std::size_t uNewest = 0;  // the newest sample that the first iteration of a window reads
+    };
+
+    void KeepHistory(const float* source, int nIterations) noexcept;
+    void LoadWindow(const float* source, int nFirst, int nCount) noexcept;
+    void AdvanceWindow(const float* source, int nFirst, int nCount) noexcept;
+    void RunBranch(const Branch& branch, float* destination, int nCount) const noexcept;
+
     // Set-up: written by Configure only.
     int m_nUp = 1;
     int m_nDown = 1;
     int m_nHistory = 0;
-    std::vector<float> m_taps;         // branch by branch, each branch in the order of its sum
-    std::vector<int> m_branchStarts;   // by output of an iteration: its branch's first tap
-    std::vector<int> m_branchLengths;  // by output of an iteration
-    std::vector<int> m_sourceOffsets;  // by output of an iteration: the newest sample that it reads
+    std::vector<float> m_taps;  // branch by branch, each in the order of its sum
+    std::vector<Branch> m_branches;
     // State: Reset clears it.
     std::vector<float> m_history;  // the newest m_nHistory samples, oldest first
     // Scratch: means nothing between two calls.
-    std::vector<float> m_window;
+    std::vector<float> m_nextHistory;
+    std::vector<float> m_window;  // history, and the inputs of a block
+    std::vector<float> m_outputs;
 };
 
 }  // namespace DSP

@@ -99,8 +99,8 @@ TEST_CASE(
             const StateOwner alone(plainLeft.taps);
             for (const std::size_t uLength : kLengths) {
                 CAPTURE(uLength);
-                // One float past a boundary, and a guard behind: in place on the left, out of place on the
-                // right.
+                // One float past a boundary, and a guard behind: the left channel is in
+                // place, the right one is not.
                 constexpr float kGuard = 77.0f;
                 const auto l = Test::Noise<float>(5, uLength);
                 const auto r = Test::Noise<float>(6, uLength);
