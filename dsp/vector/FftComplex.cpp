@@ -1,0 +1,448 @@
+#include "dsp/vector/FftComplex.h"
+
+#include "dsp/vector/FftTables.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/vector/FftComplex.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace DSP {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr std::size_t kRow = FftTables::kRow;
+// Floats of a row in the work buffer: a tile.
+constexpr std::size_t kWorkRow = 2 * kRow;
+
+template <class D>
+struct Complex {
+    hn::Vec<D> re;
+    hn::Vec<D> im;
+};
+
+template <class D>
+HWY_INLINE Complex<D> Plus(const Complex<D>& a, const Complex<D>& b) {
+    return {hn::Add(a.re, b.re), hn::Add(a.im, b.im)};
+}
+
+template <class D>
+HWY_INLINE Complex<D> Minus(const Complex<D>& a, const Complex<D>& b) {
+    return {hn::Sub(a.re, b.re), hn::Sub(a.im, b.im)};
+}
+
+// a + i b and a - i b.
+template <class D>
+HWY_INLINE Complex<D> PlusI(const Complex<D>& a, const Complex<D>& b) {
+    return {hn::Sub(a.re, b.im), hn::Add(a.im, b.re)};
+}
+
+template <class D>
+HWY_INLINE Complex<D> MinusI(const Complex<D>& a, const Complex<D>& b) {
+    return {hn::Add(a.re, b.im), hn::Sub(a.im, b.re)};
+}
+
+template <class D>
+HWY_INLINE Complex<D> Times(const Complex<D>& a, const Complex<D>& w) {
+    return {hn::Sub(hn::Mul(a.re, w.re), hn::Mul(a.im, w.im)),
+            hn::Add(hn::Mul(a.re, w.im), hn::Mul(a.im, w.re))};
+}
+
+template <class D>
+HWY_INLINE Complex<D> Times(D d, const Complex<D>& a, float re, float im) {
+    return Times<D>(a, {hn::Set(d, re), hn::Set(d, im)});
+}
+
+constexpr float kHalfRoot = 0.70710678118654752440f;
+
+// a times (1 - i) / sqrt 2, an eighth of a turn, and a times (-1 - i) / sqrt 2, three eighths.
+template <class D>
+HWY_INLINE Complex<D> EighthTurn(D d, const Complex<D>& a) {
+    const auto root = hn::Set(d, kHalfRoot);
+    return {hn::Mul(hn::Add(a.im, a.re), root), hn::Mul(hn::Sub(a.im, a.re), root)};
+}
+
+template <class D>
+HWY_INLINE Complex<D> ThreeEighthsTurn(D d, const Complex<D>& a) {
+    return {hn::Mul(hn::Sub(a.im, a.re), hn::Set(d, kHalfRoot)),
+            hn::Mul(hn::Add(a.im, a.re), hn::Set(d, -kHalfRoot))};
+}
+
+// Four points in place: a .. d become the frequencies 0 .. 3.
+template <class D>
+HWY_INLINE void Four(Complex<D>& a, Complex<D>& b, Complex<D>& c, Complex<D>& d) {
+    const Complex<D> evenSum = Plus<D>(a, c);
+    const Complex<D> evenDifference = Minus<D>(a, c);
+    const Complex<D> oddSum = Plus<D>(b, d);
+    const Complex<D> oddDifference = Minus<D>(b, d);
+    a = Plus<D>(evenSum, oddSum);
+    b = MinusI<D>(evenDifference, oddDifference);
+    c = Minus<D>(evenSum, oddSum);
+    d = PlusI<D>(evenDifference, oddDifference);
+}
+
+// Eight points in place, x[i] becomes frequency i.
+template <class D>
+HWY_INLINE void Eight(D d, Complex<D>* HWY_RESTRICT x) {
+    Complex<D> a0 = Plus<D>(x[0], x[4]);
+    Complex<D> a1 = Plus<D>(x[1], x[5]);
+    Complex<D> a2 = Plus<D>(x[2], x[6]);
+    Complex<D> a3 = Plus<D>(x[3], x[7]);
+    Complex<D> b0 = Minus<D>(x[0], x[4]);
+    Complex<D> b1 = EighthTurn(d, Minus<D>(x[1], x[5]));
+    const Complex<D> quarter = Minus<D>(x[2], x[6]);
+    Complex<D> b3 = ThreeEighthsTurn(d, Minus<D>(x[3], x[7]));
+    Complex<D> b2 = {quarter.im, hn::Neg(quarter.re)};
+    Four<D>(a0, a1, a2, a3);
+    Four<D>(b0, b1, b2, b3);
+    x[0] = a0;
+    x[1] = b0;
+    x[2] = a1;
+    x[3] = b1;
+    x[4] = a2;
+    x[5] = b2;
+    x[6] = a3;
+    x[7] = b3;
+}
+
+// Sixteen points in place; x[i] becomes frequency i / 4 + 4 (i % 4).
+template <class D>
+HWY_INLINE void Sixteen(D d, Complex<D>* HWY_RESTRICT x) {
+    constexpr float kCos = 0.92387953251128675613f;
+    constexpr float kSin = 0.38268343236508977173f;
+    Four<D>(x[0], x[4], x[8], x[12]);
+    Four<D>(x[1], x[5], x[9], x[13]);
+    Four<D>(x[2], x[6], x[10], x[14]);
+    Four<D>(x[3], x[7], x[11], x[15]);
+
+    x[5] = Times(d, x[5], kCos, -kSin);
+    x[6] = EighthTurn(d, x[6]);
+    x[7] = Times(d, x[7], kSin, -kCos);
+    x[9] = EighthTurn(d, x[9]);
+    x[10] = {x[10].im, hn::Neg(x[10].re)};
+    x[11] = ThreeEighthsTurn(d, x[11]);
+    x[13] = Times(d, x[13], kSin, -kCos);
+    x[14] = ThreeEighthsTurn(d, x[14]);
+    x[15] = Times(d, x[15], -kCos, kSin);
+
+    Four<D>(x[0], x[1], x[2], x[3]);
+    Four<D>(x[4], x[5], x[6], x[7]);
+    Four<D>(x[8], x[9], x[10], x[11]);
+    Four<D>(x[12], x[13], x[14], x[15]);
+}
+
+// The forms in which a row is read and written.
+
+struct SplitRows {
+    const float* re;
+    const float* im;
+    std::size_t uRow;
+
+    template <class D>
+    HWY_INLINE Complex<D> Load(D d, std::size_t uIndex, std::size_t uColumn) const {
+        return {hn::LoadU(d, re + uIndex * uRow + uColumn), hn::LoadU(d, im + uIndex * uRow + uColumn)};
+    }
+};
+
+struct PairRows {
+    const float* pairs;
+
+    template <class D>
+    HWY_INLINE Complex<D> Load(D d, std::size_t uIndex, std::size_t uColumn) const {
+        Complex<D> value;
+        hn::LoadInterleaved2(d, pairs + 2 * (uIndex * kRow + uColumn), value.re, value.im);
+        return value;
+    }
+};
+
+struct SplitStore {
+    float* re;
+    float* im;
+    std::size_t uRow;
+
+    template <class D>
+    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPoint) const {
+        const std::size_t uPlace = uPoint / kRow * uRow + uPoint % kRow;
+        hn::StoreU(value.re, d, re + uPlace);
+        hn::StoreU(value.im, d, im + uPlace);
+    }
+};
+
+struct PairStore {
+    float* pairs;
+
+    template <class D>
+    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPoint) const {
+        hn::StoreInterleaved2(value.im, value.re, d, pairs + 2 * uPoint);
+    }
+};
+
+template <class D>
+HWY_INLINE void StoreWork(D d, const Complex<D>& value, float* work, std::size_t uIndex,
+                          std::size_t uColumn) {
+    hn::StoreU(value.re, d, work + uIndex * kWorkRow + uColumn);
+    hn::StoreU(value.im, d, work + uIndex * kWorkRow + kRow + uColumn);
+}
+
+template <bool kFactors, class D>
+HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factor) {
+    if constexpr (kFactors) return Times(d, value, factor[0], factor[1]);
+    return value;
+}
+
+// One block of a pass. Row j of the source goes to row j of the work buffer.
+template <bool kFactors, class Rows>
+HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, float* work) {
+    using D = hn::CappedTag<float, kRow>;
+    const D d;
+    const std::size_t q = pass.uRows / 4;
+    const float* factor = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j, factor += 6) {
+        for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
+            Complex<D> x0 = source.Load(d, j, c);
+            Complex<D> x1 = source.Load(d, j + q, c);
+            Complex<D> x2 = source.Load(d, j + 2 * q, c);
+            Complex<D> x3 = source.Load(d, j + 3 * q, c);
+            Four<D>(x0, x1, x2, x3);
+            StoreWork(d, x0, work, j, c);
+            StoreWork(d, Turned<kFactors>(d, x1, factor), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x2, factor + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x3, factor + 4), work, j + 3 * q, c);
+        }
+    }
+}
+
+template <bool kFactors, class Rows>
+HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, float* work) {
+    using D = hn::CappedTag<float, kRow>;
+    const D d;
+    const std::size_t q = pass.uRows / 8;
+    const float* factor = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j, factor += 14) {
+        for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
+            Complex<D> x[8] = {source.Load(d, j, c),         source.Load(d, j + q, c),
+                               source.Load(d, j + 2 * q, c), source.Load(d, j + 3 * q, c),
+                               source.Load(d, j + 4 * q, c), source.Load(d, j + 5 * q, c),
+                               source.Load(d, j + 6 * q, c), source.Load(d, j + 7 * q, c)};
+            Eight(d, x);
+            StoreWork(d, x[0], work, j, c);
+            StoreWork(d, Turned<kFactors>(d, x[1], factor), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x[2], factor + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[3], factor + 4), work, j + 3 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[4], factor + 6), work, j + 4 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[5], factor + 8), work, j + 5 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[6], factor + 10), work, j + 6 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[7], factor + 12), work, j + 7 * q, c);
+        }
+    }
+}
+
+template <class Rows>
+void RunPass(const FftTables::Pass& pass, const Rows& source, float* work) {
+    const bool bFactors = !pass.factors.empty();
+    if (pass.nRadix == 8) {
+        bFactors ? EightPass<true>(pass, source, work) : EightPass<false>(pass, source, work);
+    } else {
+        bFactors ? FourPass<true>(pass, source, work) : FourPass<false>(pass, source, work);
+    }
+}
+
+// The passes behind the first, block by block and depth first: a block that fits the first-level cache is
+// finished before the next one is touched.
+void RunColumns(const FftTables::Pass* pass, const FftTables::Pass* end, std::size_t uAllRows, float* work) {
+    if (pass == end) return;
+    for (std::size_t uRow = 0; uRow < uAllRows; uRow += pass->uRows) {
+        float* block = work + uRow * kWorkRow;
+        RunPass(*pass, SplitRows{block, block + kRow, kWorkRow}, block);
+        RunColumns(pass + 1, end, pass->uRows, block);
+    }
+}
+
+// Four columns of as many rows as a vector has lanes, transposed: lane i of x[c] is column c of rows[i].
+#if HWY_TARGET == HWY_SCALAR
+template <class D>
+HWY_INLINE void FourColumns(D d, const float* const* rows, std::size_t uOffset, hn::Vec<D>* x) {
+    for (std::size_t c = 0; c < 4; ++c)
+        x[c] = hn::LoadU(d, rows[0] + uOffset + c);
+}
+#else
+// Every fourth row gives one 128-bit block.
+template <class D>
+HWY_INLINE hn::Vec<D> FourOfRows(D d, const float* const* rows, std::size_t uOffset) {
+    if constexpr (hn::MaxLanes(D()) <= 4) {
+        return hn::LoadU(d, rows[0] + uOffset);
+    } else {
+        const hn::Half<D> half;
+        const std::size_t uHalf = hn::Lanes(half);
+        return hn::Combine(d, FourOfRows(half, rows + uHalf, uOffset), FourOfRows(half, rows, uOffset));
+    }
+}
+
+template <class D>
+HWY_INLINE void FourColumns(D d, const float* const* rows, std::size_t uOffset, hn::Vec<D>* x) {
+    const hn::Repartition<double, D> pairs;
+    const auto r0 = FourOfRows(d, rows, uOffset);
+    const auto r1 = FourOfRows(d, rows + 1, uOffset);
+    const auto r2 = FourOfRows(d, rows + 2, uOffset);
+    const auto r3 = FourOfRows(d, rows + 3, uOffset);
+    const auto lower01 = hn::BitCast(pairs, hn::InterleaveLower(d, r0, r1));
+    const auto lower23 = hn::BitCast(pairs, hn::InterleaveLower(d, r2, r3));
+    const auto upper01 = hn::BitCast(pairs, hn::InterleaveUpper(d, r0, r1));
+    const auto upper23 = hn::BitCast(pairs, hn::InterleaveUpper(d, r2, r3));
+    x[0] = hn::BitCast(d, hn::InterleaveLower(pairs, lower01, lower23));
+    x[1] = hn::BitCast(d, hn::InterleaveUpper(pairs, lower01, lower23));
+    x[2] = hn::BitCast(d, hn::InterleaveLower(pairs, upper01, upper23));
+    x[3] = hn::BitCast(d, hn::InterleaveUpper(pairs, upper01, upper23));
+}
+#endif
+
+template <class D>
+HWY_INLINE void FourColumnsTurned(D d, const float* const* rows, std::size_t uColumn,
+                                  const float* HWY_RESTRICT factors, std::size_t uGroup,
+                                  Complex<D>* HWY_RESTRICT x) {
+    hn::Vec<D> re[4];
+    hn::Vec<D> im[4];
+    FourColumns(d, rows, uColumn, re);
+    FourColumns(d, rows, kRow + uColumn, im);
+    // The factors of column 0 are 1 and have no place in the table.
+    const float* factor = factors + 2 * uGroup * uColumn - 2 * uGroup;
+    const auto turned = [&](std::size_t c) HWY_ATTR {
+        const float* own = factor + 2 * uGroup * c;
+        return Times<D>({re[c], im[c]}, {hn::LoadU(d, own), hn::LoadU(d, own + uGroup)});
+    };
+    x[0] = uColumn == 0 ? Complex<D>{re[0], im[0]} : turned(0);
+    x[1] = turned(1);
+    x[2] = turned(2);
+    x[3] = turned(3);
+}
+
+// The turn and the sixteen points along each row, for kLanes frequencies of the columns at a time.
+template <std::size_t kLanes, class Target>
+HWY_NOINLINE void RunRows(const FftTables& tables, const float* HWY_RESTRICT work, const Target& target,
+                          float fScale) {
+    using D = hn::CappedTag<float, kLanes>;
+    const D d;
+    const std::size_t uLanes = hn::Lanes(d);
+    const std::size_t uRows = tables.Rows();
+    const std::size_t uGroup = uRows < kRow ? uRows : kRow;
+    const std::uint32_t* rowOf = tables.RowOf();
+    const float* factors = tables.TurnFactors();
+    const auto scale = hn::Set(d, fScale);
+    for (std::size_t uFirst = 0; uFirst < uRows; uFirst += uGroup, factors += 2 * (kRow - 1) * uGroup) {
+        for (std::size_t i = 0; i < uGroup; i += uLanes) {
+            const float* rows[kLanes];
+            for (std::size_t l = 0; l < uLanes; ++l)
+                rows[l] = work + rowOf[uFirst + i + l] * kWorkRow;
+            Complex<D> x[kRow];
+            FourColumnsTurned(d, rows, 0, factors + i, uGroup, x);
+            FourColumnsTurned(d, rows, 4, factors + i, uGroup, x + 4);
+            FourColumnsTurned(d, rows, 8, factors + i, uGroup, x + 8);
+            FourColumnsTurned(d, rows, 12, factors + i, uGroup, x + 12);
+            Sixteen(d, x);
+            for (std::size_t k = 0; k < kRow; ++k) {
+                const Complex<D>& value = x[k / 4 + 4 * (k % 4)];
+                target.Store(d, Complex<D>{hn::Mul(value.re, scale), hn::Mul(value.im, scale)},
+                             uFirst + i + uRows * k);
+            }
+        }
+    }
+}
+
+template <class Rows, class Target>
+void Transform(const FftTables& tables, const Rows& source, const Target& target, float fScale, float* work) {
+    const auto& passes = tables.Passes();
+    const FftTables::Pass* first = passes.data();
+    RunPass(*first, source, work);
+    RunColumns(first + 1, first + passes.size(), tables.Rows(), work);
+    // Short columns give fewer frequencies than the widest vector has lanes.
+    if (tables.Rows() == 4) {
+        RunRows<4>(tables, work, target, fScale);
+    } else if (tables.Rows() == 8) {
+        RunRows<8>(tables, work, target, fScale);
+    } else {
+        RunRows<16>(tables, work, target, fScale);
+    }
+}
+
+void TransformRows(const FftTables& tables, const FftSource& source, const FftTarget& target, float fScale,
+                   float* work) {
+    const SplitRows split{source.re, source.im, source.uRow};
+    const SplitStore store{target.re, target.im, target.uRow};
+    if (source.bPairs) {
+        Transform(tables, PairRows{source.re}, store, fScale, work);
+    } else if (target.bPairs) {
+        Transform(tables, split, PairStore{target.re}, fScale, work);
+    } else {
+        Transform(tables, split, store, fScale, work);
+    }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace DSP
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace DSP {
+
+HWY_EXPORT(TransformRows);
+
+namespace {
+
+// Radix 2, decimation in frequency, and the reversed order read out at the end. Five passes
+// at most, in a plain loop.
+void TransformSmall(const FftTables& tables, const FftSource& source, const FftTarget& target, float fScale) {
+    const std::size_t uPoints = tables.Points();
+    const float* factors = tables.SmallFactors();
+    float re[FftTables::kSmallest / 2];
+    float im[FftTables::kSmallest / 2];
+    for (std::size_t n = 0; n < uPoints; ++n) {
+        const std::size_t uPlace = n / FftTables::kRow * source.uRow + n % FftTables::kRow;
+        re[n] = source.bPairs ? source.re[2 * n] : source.re[uPlace];
+        im[n] = source.bPairs ? source.re[2 * n + 1] : source.im[uPlace];
+    }
+    for (std::size_t uBlock = uPoints; uBlock > 1; uBlock /= 2) {
+        const std::size_t uHalf = uBlock / 2;
+        for (std::size_t uFirst = 0; uFirst < uPoints; uFirst += uBlock) {
+            for (std::size_t j = 0; j < uHalf; ++j) {
+                const std::size_t a = uFirst + j;
+                const std::size_t b = a + uHalf;
+                const float* w = factors + 2 * j * (uPoints / uBlock);
+                const float differenceRe = re[a] - re[b];
+                const float differenceIm = im[a] - im[b];
+                re[a] += re[b];
+                im[a] += im[b];
+                re[b] = differenceRe * w[0] - differenceIm * w[1];
+                im[b] = differenceRe * w[1] + differenceIm * w[0];
+            }
+        }
+    }
+    std::size_t uReversed = 0;
+    for (std::size_t k = 0; k < uPoints; ++k) {
+        const std::size_t uPlace = k / FftTables::kRow * target.uRow + k % FftTables::kRow;
+        (target.bPairs ? target.re[2 * k + 1] : target.re[uPlace]) = re[uReversed] * fScale;
+        (target.bPairs ? target.re[2 * k] : target.im[uPlace]) = im[uReversed] * fScale;
+        // Counts upwards from the top bit down.
+        std::size_t uBit = uPoints / 2;
+        for (; uBit != 0 && (uReversed & uBit) != 0; uBit /= 2)
+            uReversed ^= uBit;
+        uReversed |= uBit;
+    }
+}
+
+}  // namespace
+
+void FftComplex(const FftTables& tables, const FftSource& source, const FftTarget& target, float fScale,
+                float* work) noexcept {
+    if (tables.Points() < FftTables::kSmallest) {
+        TransformSmall(tables, source, target, fScale);
+    } else {
+        HWY_DYNAMIC_DISPATCH(TransformRows)(tables, source, target, fScale, work);
+    }
+}
+
+}  // namespace DSP
+#endif  // HWY_ONCE

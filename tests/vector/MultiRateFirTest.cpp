@@ -1,0 +1,127 @@
+#include "dsp/vector/MultiRateFir.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "tests/support/CountingAllocator.h"
+#include "tests/vector/Signals.h"
+
+namespace {
+
+struct Shape {
+    int nTaps;
+    int nUp;
+    int nPhase;
+    int nDown;
+};
+
+std::size_t Size(int nCount) {
+    return static_cast<std::size_t>(nCount);
+}
+
+// Zeros between the samples, every output of the high rate, and then one of nDown.
+std::vector<float> Plain(const Shape& shape, const std::vector<float>& taps, const std::vector<float>& x) {
+    std::vector<float> y;
+    for (std::size_t m = Size(shape.nPhase); m < x.size() * Size(shape.nUp); m += Size(shape.nDown)) {
+        float sum = 0.0f;
+        bool bFirst = true;
+        for (std::size_t i = m % Size(shape.nUp); i < taps.size(); i += Size(shape.nUp)) {
+            const std::size_t uAge = i / Size(shape.nUp);
+            const float in = uAge <= m / Size(shape.nUp) ? x[m / Size(shape.nUp) - uAge] : 0.0f;
+            sum = bFirst ? taps[i] * in : sum + taps[i] * in;
+            bFirst = false;
+        }
+        y.push_back(sum);
+    }
+    return y;
+}
+
+const std::vector<Shape> kShapes = {{64, 5, 0, 1}, {64, 5, 0, 3}, {7, 3, 1, 2}, {33, 1, 0, 1},
+                                    {21, 1, 1, 4}, {12, 2, 2, 3}, {1, 1, 0, 1}, {2, 5, 0, 1},
+                                    {40, 7, 6, 7}, {600, 2, 0, 1}};
+
+}  // namespace
+
+TEST_CASE("MultiRateFir: the definition's bits at every level, for any cut of the stream, in place and not") {
+    Test::ForEachLevel([](const std::string& strLevel) {
+        CAPTURE(strLevel);
+        for (std::size_t iShape = 0; iShape < kShapes.size(); ++iShape) {
+            CAPTURE(iShape);
+            const Shape& shape = kShapes[iShape];
+            const auto taps = Test::Noise<float>(1, Size(shape.nTaps));
+            constexpr int kIterations = 1300;
+            const auto input = Test::Noise<float>(2, Size(kIterations * shape.nDown));
+            const auto expected = Plain(shape, taps, input);
+            DSP::MultiRateFir fir;
+            fir.Configure(taps.data(), shape.nTaps, shape.nUp, shape.nPhase, shape.nDown);
+            for (const std::vector<int>& cuts :
+                 {std::vector<int>{kIterations}, {1}, {2, 15, 16, 17, 3}, {255, 1, 257, 512}}) {
+                CAPTURE(cuts.front());
+                for (const bool bInPlace : {false, true}) {
+                    CAPTURE(bInPlace);
+                    fir.Reset();
+                    std::vector<float> output;
+                    for (int nDone = 0, i = 0; nDone < kIterations; ++i) {
+                        const int nCount = std::min(cuts[Size(i) % cuts.size()], kIterations - nDone);
+                        const float* source = input.data() + nDone * shape.nDown;
+                        std::vector<float> block(Size(nCount * std::max(shape.nUp, shape.nDown)) + 1, 9.0f);
+                        if (bInPlace) std::copy_n(source, nCount * shape.nDown, block.data());
+                        Test::AllocationCounter counter;
+                        fir.Process(bInPlace ? block.data() : source, block.data(), nCount);
+                        REQUIRE(counter.Count() == 0);
+                        REQUIRE(block.back() == 9.0f);
+                        output.insert(output.end(), block.begin(), block.begin() + nCount * shape.nUp);
+                        nDone += nCount;
+                    }
+                    CHECK(Test::FirstBitDifference(output, expected) == -1);
+                }
+            }
+        }
+    });
+}
+
+TEST_CASE("MultiRateFir: phase by phase the same outputs, each phase in its own array") {
+    const auto taps = Test::Noise<float>(3, 64);
+    const auto input = Test::Noise<float>(4, 900);
+    const auto expected = Plain({64, 5, 0, 1}, taps, input);
+    Test::ForEachLevel([&](const std::string& strLevel) {
+        CAPTURE(strLevel);
+        DSP::MultiRateFir fir;
+        fir.Configure(taps.data(), 64, 5);
+        std::vector<float> output(expected.size());
+        for (std::size_t uDone = 0; uDone < input.size(); uDone += 300) {
+            std::vector<float> phases(5 * 300);
+            float* pointers[5];
+            for (std::size_t p = 0; p < 5; ++p)
+                pointers[p] = &phases[p * 300];
+            fir.ProcessPhases(input.data() + uDone, pointers, 300);
+            for (std::size_t i = 0; i < phases.size(); ++i) {
+                output[5 * (uDone + i % 300) + i / 300] = phases[i];
+            }
+        }
+        CHECK(Test::FirstBitDifference(output, expected) == -1);
+    });
+}
+
+TEST_CASE("MultiRateFir: no iterations change nothing, and a NaN is gone once the last tap has passed it") {
+    const auto taps = Test::Noise<float>(5, 64);
+    auto input = Test::Noise<float>(6, 400);
+    const auto expected = Plain({64, 5, 0, 1}, taps, input);
+    input[20] = std::numeric_limits<float>::quiet_NaN();
+    DSP::MultiRateFir fir;
+    std::vector<float> output(2000);
+    fir.Process(input.data(), output.data(), 400);
+    CHECK(output == std::vector<float>(2000));
+    fir.Configure(taps.data(), 64, 5);
+    fir.Process(input.data(), output.data(), 100);
+    fir.Process(input.data(), output.data(), 0);
+    fir.Process(input.data(), output.data(), -3);
+    fir.Process(input.data() + 100, output.data() + 500, 300);
+    CHECK(std::equal(output.begin(), output.begin() + 100, expected.begin()));
+    CHECK(output[100] != output[100]);
+    CHECK(std::equal(output.begin() + 5 * (20 + 13), output.end(), expected.begin() + 5 * (20 + 13)));
+}
