@@ -43,7 +43,10 @@ Polynomial Shape(const EnvelopeSegment& segment, double fLength) {
 template <class Value, class Read, class Edge>
 bool Walk(const std::vector<EnvelopeSegment>& list, const EnvelopeSpan& span, Value last,
           std::span<Value> out, Read read, Edge edge) {
-    const double fTicksToSamples = double(span.uSampleRate) / kTicksPerSecond;
+    // Product first, then the quotient: whole frames come out whole.
+    const auto samples = [&](std::int64_t nTicks) {
+        return double(nTicks) * double(span.uSampleRate) / kTicksPerSecond;
+    };
     const std::int64_t t0 = span.nPosition;
     const std::int64_t t1 =
         t0 + static_cast<std::int64_t>(double(span.uFrames) * kTicksPerSecond / double(span.uSampleRate));
@@ -56,11 +59,11 @@ bool Walk(const std::vector<EnvelopeSegment>& list, const EnvelopeSpan& span, Va
             continue;
         }
         if (segment.nStart > t1) break;
-        const double fLength = double(segment.nEnd - segment.nStart) * fTicksToSamples;
+        const double fLength = samples(segment.nEnd - segment.nStart);
         if (!(fLength > 0.0)) continue;
-        const double fStart = double(segment.nStart - t0) * fTicksToSamples;
+        const double fStart = samples(segment.nStart - t0);
         const double fFrom = std::max(fStart, 0.0);
-        const double fTo = segment.nEnd > t1 ? double(span.uFrames) : fStart + fLength;
+        const double fTo = segment.nEnd > t1 ? double(span.uFrames) : samples(segment.nEnd - t0);
         bTouched = true;
         if (fFrom >= double(span.uFrames)) break;
 

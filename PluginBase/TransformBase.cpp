@@ -60,6 +60,7 @@ std::uint32_t TransformBase::Run(std::uint32_t uFrames, float* inLeft, float* in
         DSP::VectorScale(0.5f, inLeft, Length(uFrames));
         inRight = outRight = nullptr;
     }
+    m_bRanMono = inRight == nullptr;
 
     UpdateNow();
     {
@@ -174,7 +175,7 @@ std::uint32_t TransformBase::Flush(std::vector<float>& outLeft, std::vector<floa
     m_flushRight.assign(uDelay, 0.0f);
 
     // A mono chain behind a stereo output gives both channels the same, in the tail as before it.
-    const bool bFold = outRight && (m_bMono || m_uInputChannels == 1);
+    const bool bFold = outRight && m_bRanMono;
     const bool bStereo = outRight && !bFold;
     const std::uint32_t uProduced =
         RunSegment(uDelay, m_flushLeft.data(), bStereo ? m_flushRight.data() : nullptr, outLeft.data(),

@@ -115,6 +115,7 @@ private:
     // State of the stream.
     std::int64_t m_nStreamPosition = 0;
     bool m_bMono = false;               ///< the state of "Global: Process As Mono" that the chain acts on
+    bool m_bRanMono = false;            ///< the last block had one channel when it reached the chain
     bool m_bDelayCompensation = false;  ///< as it was at the block's head
     DenormalGuard m_entryGuard;
     Util::Relaxed<std::uint32_t> m_uSystemDelay = 0;

@@ -37,10 +37,10 @@ void AltSoloImpl::Set(std::uint32_t uSampleRate, std::optional<float> frequency,
     m_fGain = DbToLinear(fGainDb);
 
     double taps[6];
-    if (double{fFrequency} > double{uSampleRate} * 0.5) {
+    if (double{fFrequency} > double(uSampleRate) * 0.5) {
         std::copy(std::begin(kPassThrough), std::end(kPassThrough), taps);
     } else {
-        const double w = 2.0 * std::numbers::pi * double{fFrequency} / double{uSampleRate};
+        const double w = 2.0 * std::numbers::pi * double{fFrequency} / double(uSampleRate);
         const double a = Sin(w) / (2.0 * double{fQ});
         const double g = double{m_fGain};
         taps[0] = g * (a / (1.0 + a));

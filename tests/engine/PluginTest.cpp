@@ -219,10 +219,12 @@ TEST_CASE("The chain's output does not depend on how a stream is cut, and nothin
         plugin.Process(uFrames, buffers[0].data(), buffers[1].data(), buffers[2].data(), buffers[3].data());
     };
     process(8192);
+    const ParameterRef gain = plugin.Parameter("Gain: Output Left");
+    plugin.events.reserve(16);  // the linked channel tells the host
     Test::AllocationCounter counter;
     for (const std::uint32_t uFrames : {1u, 64u, 500u, 8192u})
         process(uFrames);
-    plugin.Set("Gain: Output Left", 3);
+    gain.Set(3);
     process(512);
     CHECK(counter.Count() == 0);
 }

@@ -108,6 +108,7 @@ TEST_CASE("A block that does not fit by length, magic, version, size or extra le
     TestPlugin plugin(&GainFakeExtra);
     Randomise(plugin, 2);
     plugin.Set("Global: Bypass", 0);
+    plugin.events.clear();
     const auto before = Values(plugin);
     const auto refused = [&](Bytes bytes) {
         CHECK_FALSE(plugin.ApplyState(bytes, Plugin::ApplyMode::Notify));
