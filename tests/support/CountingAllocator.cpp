@@ -59,6 +59,13 @@ void* operator new(std::size_t uSize) {
 void* operator new[](std::size_t uSize) {
     return Allocate(uSize);
 }
+void* operator new(std::size_t uSize, const std::nothrow_t&) noexcept {
+    ++t_uAllocations;
+    return std::malloc(uSize == 0 ? 1 : uSize);
+}
+void* operator new[](std::size_t uSize, const std::nothrow_t& nothrow) noexcept {
+    return operator new(uSize, nothrow);
+}
 void* operator new(std::size_t uSize, std::align_val_t alignment) {
     return AllocateAligned(uSize, alignment);
 }
@@ -75,6 +82,12 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
