@@ -27,12 +27,12 @@ VectorStatus VectorWinBartlett(float* destination, std::int32_t nLength) noexcep
 VectorStatus VectorWinBlackman(float* destination, std::int32_t nLength, float fAlpha) noexcept;
 
 /// I0(alpha sqrt(m m - (i - m)(i - m))) / I0(alpha m): the usual beta is alpha m, so the same alpha gives
-/// a steeper window over a longer vector. An alpha m beyond 700 reads as 700.
+/// a steeper window over a longer vector. An alpha m beyond 700 reads as 700; a NaN gives NaNs.
 VectorStatus VectorWinKaiser(float* destination, std::int32_t nLength, float fAlpha) noexcept;
 
 /// The modified Bessel function of the first kind and order 0, by its power series: the sum begins with 1,
 /// and term j is its predecessor times ((x / 2) / j) squared (Abramowitz and Stegun, 9.6.12). Relative
-/// error below 1e-14 for |x| up to 700; from about 713 on infinite. A NaN gives a NaN.
+/// error below 1e-13 for |x| up to 700; from about 713 on infinite. A NaN gives a NaN.
 double BesselI0(double fX) noexcept;
 
 }  // namespace DSP
