@@ -35,10 +35,10 @@ VectorStatus VectorLog2(const float* source, float* destination, std::int32_t nL
 VectorStatus VectorPow(const float* source, float fExponent, float* destination,
                        std::int32_t nLength) noexcept;
 
-/// Magnitudes to dB, 8.685889 ln x, within 2 ulp; below 1e-20, and for a NaN, -400.
+/// Magnitudes to dB, 8.685889 ln x, within 2.5 ulp; below 1e-20, and for a NaN, -400.
 VectorStatus VectorLinearToDb(const float* source, float* destination, std::int32_t nLength) noexcept;
 
-/// dB to magnitudes, exp(0.115129255 x), within 2 ulp.
+/// dB to magnitudes, exp(0.115129255 x), within 1 ulp.
 VectorStatus VectorDbToLinear(const float* source, float* destination, std::int32_t nLength) noexcept;
 
 }  // namespace DSP
