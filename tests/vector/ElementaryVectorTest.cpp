@@ -1,0 +1,250 @@
+#include "dsp/vector/ElementaryVector.h"
+
+#include <bit>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <doctest/doctest.h>
+
+#include "dsp/vector/Elementary.h"
+#include "tests/support/CountingAllocator.h"
+#include "tests/vector/KernelCases.h"
+
+using namespace Test;
+
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kLeast = std::numeric_limits<float>::denorm_min();
+
+using Kernel = std::function<DSP::VectorStatus(const float* source, float* destination, int n)>;
+
+struct Function {
+    std::string strName;
+    Kernel kernel;
+    std::function<double(double)> exact;
+    double fBound;  // ulp
+    float fLeast, fMost;
+    bool bLogarithmic;  // draws spread over magnitudes
+};
+
+const std::vector<Function>& Functions() {
+    static const std::vector<Function> functions = {
+        {"exp", [](auto s, auto d, int n) { return DSP::VectorExp(s, d, n); },
+         [](double x) { return std::exp(x); }, 1.0, -104.0f, 88.8f, false},
+        {"exp2", [](auto s, auto d, int n) { return DSP::VectorExp2(s, d, n); },
+         [](double x) { return std::exp2(x); }, 1.0, -150.0f, 128.0f, false},
+        {"log", [](auto s, auto d, int n) { return DSP::VectorLog(s, d, n); },
+         [](double x) { return std::log(x); }, 1.0, kLeast, 3.4e38f, true},
+        {"log2", [](auto s, auto d, int n) { return DSP::VectorLog2(s, d, n); },
+         [](double x) { return std::log2(x); }, 2.0, kLeast, 3.4e38f, true},
+        {"to dB", [](auto s, auto d, int n) { return DSP::VectorLinearToDb(s, d, n); },
+         [](double x) { return x < 1e-20 ? -400.0 : 8.685889 * std::log(x); }, 2.5, 1e-20f, 3.4e38f, true},
+        {"from dB", [](auto s, auto d, int n) { return DSP::VectorDbToLinear(s, d, n); },
+         [](double x) { return std::exp(0.115129255 * x); }, 1.0, -900.0f, 771.0f, false},
+    };
+    return functions;
+}
+
+/// The distance from the exact value in units of a float's last place, down into the subnormal range.
+double FloatUlpError(float got, double exact) {
+    const auto nearest = static_cast<float>(exact);
+    if (std::isinf(got) || std::isinf(nearest)) return got == nearest ? 0.0 : 1e30;
+    int n = 0;
+    std::frexp(exact, &n);
+    return std::ldexp(std::abs(double{got} - exact), 24 - std::max(n, -125));
+}
+
+std::vector<float> Draws(const Function& function, int nLength) {
+    std::mt19937 generator(41);
+    std::vector<float> x(static_cast<std::size_t>(nLength));
+    const bool bLog = function.bLogarithmic;
+    std::uniform_real_distribution<double> draw(
+        bLog ? std::log2(double{function.fLeast}) : double{function.fLeast},
+        bLog ? std::log2(double{function.fMost}) : double{function.fMost});
+    std::uniform_real_distribution<double> middle(bLog ? 0.5 : -1.0, bLog ? 2.0 : 1.0);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        // Every second draw comes from around the place where the result is 0 or 1.
+        const double fDraw = draw(generator);
+        x[i] = static_cast<float>(i % 2 == 0 ? (bLog ? std::exp2(fDraw) : fDraw) : middle(generator));
+    }
+    return x;
+}
+
+template <typename T>
+std::vector<T> Widened(const std::vector<float>& x) {
+    return {x.begin(), x.end()};
+}
+
+}  // namespace
+
+TEST_CASE("Elementary blocks: every function stays within its error bound") {
+    for (const Function& function : Functions()) {
+        CAPTURE(function.strName);
+        const std::vector<float> x = Draws(function, 100000);
+        std::vector<float> y(x.size());
+        CHECK(function.kernel(x.data(), y.data(), static_cast<int>(x.size())) == DSP::kVectorOk);
+        double fWorst = 0.0;
+        float fWhere = 0.0f;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            const double fError = FloatUlpError(y[i], function.exact(double{x[i]}));
+            if (!(fError <= fWorst)) {
+                fWorst = fError;
+                fWhere = x[i];
+            }
+        }
+        MESSAGE(function.strName << ": " << fWorst << " ulp at " << fWhere);
+        CHECK(fWorst < function.fBound);
+    }
+}
+
+TEST_CASE("Elementary blocks: every level gives the same bits at every length, place and alignment") {
+    for (const Function& function : Functions()) {
+        CAPTURE(function.strName);
+        std::vector<float> x = AnyBits(42, 999);
+        const std::vector<float> ordinary = Draws(function, 500);
+        std::copy(ordinary.begin(), ordinary.end(), x.begin() + 100);
+        // The one-lane level, an element at a time, is the plain loop.
+        DSP::UseProcessorLevel(DSP::AvailableProcessorLevels().back());
+        std::vector<float> plain(x.size());
+        for (std::size_t i = 0; i < x.size(); ++i)
+            function.kernel(&x[i], &plain[i], 1);
+        AtEveryLevel([&] {
+            for (const int n : KernelLengths()) {
+                CAPTURE(n);
+                for (const int nFirst : {0, 999 - n}) {
+                    Guarded<float> source(std::vector<float>(x.begin() + nFirst, x.begin() + nFirst + n),
+                                          n % 4);
+                    Guarded<float> destination(n, n % 3);
+                    CHECK(function.kernel(source.Data(), destination.Data(), n) == DSP::kVectorOk);
+                    const std::vector<float> expected(plain.begin() + nFirst, plain.begin() + nFirst + n);
+                    // NaNs count too: there is only one.
+                    const std::vector<float> got = destination.Values();
+                    CHECK(std::memcmp(got.data(), expected.data(), got.size() * sizeof(float)) == 0);
+                    CHECK(destination.Intact());
+                    function.kernel(source.Data(), source.Data(), n);
+                    CHECK(FirstDifference(source.Values(), expected) == -1);
+                    CHECK(source.Intact());
+                }
+            }
+        });
+    }
+}
+
+TEST_CASE("Elementary blocks: the double forms and the power have the bits of the scalar functions") {
+    std::vector<float> x = AnyBits(43, 700);
+    const float special[] = {0.0f, -0.0f, 1.0f, kInfinity, -kInfinity, kNaN, kLeast, -1.0f, 710.0f, -745.0f};
+    std::copy(std::begin(special), std::end(special), x.begin());
+    for (std::size_t i = 10; i < 300; ++i)
+        x[i] = std::fmod(x[i], 800.0f);
+    const std::vector<double> wide = [&x] {
+        std::vector<double> values = Widened<double>(x);
+        // Doubles that are no floats, into the subnormal range.
+        for (std::size_t i = 300; i < 500; ++i)
+            values[i] *= 0x1.123456789abcdp-940;
+        return values;
+    }();
+    AtEveryLevel([&] {
+        std::vector<double> got(wide.size()), expected(wide.size());
+        const int n = static_cast<int>(wide.size());
+        DSP::VectorExp(wide.data(), got.data(), n);
+        for (std::size_t i = 0; i < wide.size(); ++i)
+            expected[i] = DSP::Exp(wide[i]);
+        CHECK(FirstDifference(got, expected) == -1);
+        DSP::VectorLog(wide.data(), got.data(), n);
+        for (std::size_t i = 0; i < wide.size(); ++i)
+            expected[i] = DSP::Log(wide[i]);
+        CHECK(FirstDifference(got, expected) == -1);
+        for (const float fExponent : {0.5f, -1.7f, 3.0f, 0.0f, 1e-3f, 1e30f, -kInfinity, kNaN}) {
+            CAPTURE(fExponent);
+            std::vector<float> power(x.size()), scalar(x.size());
+            CHECK(DSP::VectorPow(x.data(), fExponent, power.data(), n) == DSP::kVectorOk);
+            for (std::size_t i = 0; i < x.size(); ++i) {
+                // The block form takes magnitudes only.
+                const float fMagnitude = x[i] == 0.0f ? 0.0f : x[i];
+                scalar[i] = fMagnitude < 0.0f && fExponent != 0.0f ? kNaN : DSP::Pow(fMagnitude, fExponent);
+            }
+            CHECK(FirstDifference(power, scalar) == -1);
+        }
+    });
+    // Powers of floats round almost always to the nearest float: the reference is double.
+    double fWorst = 0.0;
+    std::mt19937 generator(44);
+    std::uniform_real_distribution<float> base(0.0f, 4.0f), exponent(-8.0f, 8.0f);
+    for (int i = 0; i < 20000; ++i) {
+        const float a = base(generator), b = exponent(generator);
+        fWorst = std::max(fWorst, FloatUlpError(DSP::Pow(a, b), std::pow(double{a}, double{b})));
+    }
+    CHECK(fWorst < 0.501);
+}
+
+TEST_CASE("Elementary blocks: exact values, edges and NaNs") {
+    struct Case {
+        int iFunction;
+        float x, expected;
+    };
+    const Case cases[] = {
+        {0, 0.0f, 1.0f},          {0, -0.0f, 1.0f},      {0, kInfinity, kInfinity},
+        {0, -kInfinity, 0.0f},    {0, 89.0f, kInfinity}, {0, -104.0f, 0.0f},
+        {0, -103.0f, kLeast},     {0, kNaN, kNaN},       {1, 10.0f, 1024.0f},
+        {1, -149.0f, kLeast},     {1, -150.5f, 0.0f},    {1, 128.0f, kInfinity},
+        {1, 127.0f, 0x1p127f},    {1, -1e30f, 0.0f},     {1, kNaN, kNaN},
+        {2, 1.0f, 0.0f},          {2, 0.0f, -kInfinity}, {2, -0.0f, -kInfinity},
+        {2, -1.0f, kNaN},         {2, -kLeast, kNaN},    {2, kInfinity, kInfinity},
+        {2, -kInfinity, kNaN},    {2, kNaN, kNaN},       {3, 0x1p-149f, -149.0f},
+        {3, 0x1p100f, 100.0f},    {3, 1.0f, 0.0f},       {3, 0.5f, -1.0f},
+        {3, 0.0f, -kInfinity},    {3, kNaN, kNaN},       {4, 1.0f, 0.0f},
+        {4, 0.0f, -400.0f},       {4, 9e-21f, -400.0f},  {4, -1.0f, -400.0f},
+        {4, -kInfinity, -400.0f}, {4, kNaN, -400.0f},    {4, kInfinity, kInfinity},
+        {5, 0.0f, 1.0f},          {5, -kInfinity, 0.0f}, {5, kInfinity, kInfinity},
+        {5, kNaN, kNaN},
+    };
+    AtEveryLevel([&cases] {
+        for (const Case& c : cases) {
+            const Function& function = Functions()[static_cast<std::size_t>(c.iFunction)];
+            CAPTURE(function.strName);
+            CAPTURE(c.x);
+            float y = 123.0f;
+            function.kernel(&c.x, &y, 1);
+            CHECK(SameBits(y, c.expected));
+        }
+        std::vector<float> integers(278), powers(278), back(278);
+        for (int n = -149; n <= 127; ++n)
+            integers[static_cast<std::size_t>(n + 149)] = static_cast<float>(n);
+        DSP::VectorExp2(integers.data(), powers.data(), 277);
+        DSP::VectorLog2(powers.data(), back.data(), 277);
+        int nWrong = 0;
+        for (std::size_t i = 0; i < 277; ++i) {
+            if (powers[i] != std::ldexp(1.0f, static_cast<int>(i) - 149) || back[i] != integers[i]) ++nWrong;
+        }
+        CHECK(nWrong == 0);
+    });
+}
+
+TEST_CASE("Elementary blocks: bad arguments touch nothing, and nothing allocates") {
+    float x = 0.5f, y = 7.0f;
+    double a = 0.5, b = 7.0;
+    const AllocationCounter counter;
+    bool bRefused = true;
+    for (const Function& function : Functions()) {
+        bRefused = bRefused && function.kernel(&x, &y, 0) == DSP::kVectorBadLength &&
+                   function.kernel(nullptr, &y, 1) == DSP::kVectorNullPointer &&
+                   function.kernel(&x, nullptr, 1) == DSP::kVectorNullPointer;
+    }
+    CHECK(bRefused);
+    CHECK(DSP::VectorExp(&a, &b, -3) == DSP::kVectorBadLength);
+    CHECK(DSP::VectorLog(&a, static_cast<double*>(nullptr), 1) == DSP::kVectorNullPointer);
+    CHECK(DSP::VectorPow(&x, 0.0f, &y, 0) == DSP::kVectorBadLength);
+    CHECK(DSP::VectorPow(nullptr, 0.0f, &y, 1) == DSP::kVectorNullPointer);
+    CHECK((y == 7.0f && b == 7.0));
+    for (const Function& function : Functions())
+        function.kernel(&x, &y, 1);
+    DSP::VectorPow(&x, 2.0f, &y, 1);
+    CHECK(y == 0.25f);
+    CHECK(counter.Count() == 0);
+}
