@@ -191,8 +191,9 @@ HWY_INLINE void StoreWork(D d, const Complex<D>& value, float* work, std::size_t
 }
 
 template <bool kFactors, class D>
-HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factor) {
-    if constexpr (kFactors) return Times(d, value, factor[0], factor[1]);
+HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factors,
+                             std::size_t uFactor) {
+    if constexpr (kFactors) return Times(d, value, factors[uFactor], factors[uFactor + 1]);
     return value;
 }
 
@@ -202,8 +203,9 @@ HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, floa
     using D = hn::CappedTag<float, kRow>;
     const D d;
     const std::size_t q = pass.uRows / 4;
-    const float* factor = pass.factors.data();
-    for (std::size_t j = 0; j < q; ++j, factor += 6) {
+    const float* factors = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j) {
+        const std::size_t f = 6 * j;
         for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
             Complex<D> x0 = source.Load(d, j, c);
             Complex<D> x1 = source.Load(d, j + q, c);
@@ -211,9 +213,9 @@ HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, floa
             Complex<D> x3 = source.Load(d, j + 3 * q, c);
             Four<D>(x0, x1, x2, x3);
             StoreWork(d, x0, work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x1, factor), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x2, factor + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x3, factor + 4), work, j + 3 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x1, factors, f), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x2, factors, f + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x3, factors, f + 4), work, j + 3 * q, c);
         }
     }
 }
@@ -223,8 +225,9 @@ HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, flo
     using D = hn::CappedTag<float, kRow>;
     const D d;
     const std::size_t q = pass.uRows / 8;
-    const float* factor = pass.factors.data();
-    for (std::size_t j = 0; j < q; ++j, factor += 14) {
+    const float* factors = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j) {
+        const std::size_t f = 14 * j;
         for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
             Complex<D> x[8] = {source.Load(d, j, c),         source.Load(d, j + q, c),
                                source.Load(d, j + 2 * q, c), source.Load(d, j + 3 * q, c),
@@ -232,13 +235,13 @@ HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, flo
                                source.Load(d, j + 6 * q, c), source.Load(d, j + 7 * q, c)};
             Eight(d, x);
             StoreWork(d, x[0], work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x[1], factor), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x[2], factor + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[3], factor + 4), work, j + 3 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[4], factor + 6), work, j + 4 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[5], factor + 8), work, j + 5 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[6], factor + 10), work, j + 6 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[7], factor + 12), work, j + 7 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[1], factors, f), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x[2], factors, f + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[3], factors, f + 4), work, j + 3 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[4], factors, f + 6), work, j + 4 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[5], factors, f + 8), work, j + 5 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[6], factors, f + 10), work, j + 6 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[7], factors, f + 12), work, j + 7 * q, c);
         }
     }
 }
