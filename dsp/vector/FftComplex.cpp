@@ -163,9 +163,10 @@ struct SplitStore {
     float* im;
     std::size_t uRow;
 
+    HWY_INLINE std::size_t Place(std::size_t uPoint) const { return uPoint / kRow * uRow + uPoint % kRow; }
+
     template <class D>
-    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPoint) const {
-        const std::size_t uPlace = uPoint / kRow * uRow + uPoint % kRow;
+    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPlace) const {
         hn::StoreU(value.re, d, re + uPlace);
         hn::StoreU(value.im, d, im + uPlace);
     }
@@ -174,9 +175,11 @@ struct SplitStore {
 struct PairStore {
     float* pairs;
 
+    HWY_INLINE std::size_t Place(std::size_t uPoint) const { return 2 * uPoint; }
+
     template <class D>
-    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPoint) const {
-        hn::StoreInterleaved2(value.im, value.re, d, pairs + 2 * uPoint);
+    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPlace) const {
+        hn::StoreInterleaved2(value.im, value.re, d, pairs + uPlace);
     }
 };
 
@@ -188,8 +191,9 @@ HWY_INLINE void StoreWork(D d, const Complex<D>& value, float* work, std::size_t
 }
 
 template <bool kFactors, class D>
-HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factor) {
-    if constexpr (kFactors) return Times(d, value, factor[0], factor[1]);
+HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factors,
+                             std::size_t uFactor) {
+    if constexpr (kFactors) return Times(d, value, factors[uFactor], factors[uFactor + 1]);
     return value;
 }
 
@@ -199,8 +203,9 @@ HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, floa
     using D = hn::CappedTag<float, kRow>;
     const D d;
     const std::size_t q = pass.uRows / 4;
-    const float* factor = pass.factors.data();
-    for (std::size_t j = 0; j < q; ++j, factor += 6) {
+    const float* factors = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j) {
+        const std::size_t f = 6 * j;
         for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
             Complex<D> x0 = source.Load(d, j, c);
             Complex<D> x1 = source.Load(d, j + q, c);
@@ -208,9 +213,9 @@ HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, floa
             Complex<D> x3 = source.Load(d, j + 3 * q, c);
             Four<D>(x0, x1, x2, x3);
             StoreWork(d, x0, work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x1, factor), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x2, factor + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x3, factor + 4), work, j + 3 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x1, factors, f), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x2, factors, f + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x3, factors, f + 4), work, j + 3 * q, c);
         }
     }
 }
@@ -220,8 +225,9 @@ HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, flo
     using D = hn::CappedTag<float, kRow>;
     const D d;
     const std::size_t q = pass.uRows / 8;
-    const float* factor = pass.factors.data();
-    for (std::size_t j = 0; j < q; ++j, factor += 14) {
+    const float* factors = pass.factors.data();
+    for (std::size_t j = 0; j < q; ++j) {
+        const std::size_t f = 14 * j;
         for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
             Complex<D> x[8] = {source.Load(d, j, c),         source.Load(d, j + q, c),
                                source.Load(d, j + 2 * q, c), source.Load(d, j + 3 * q, c),
@@ -229,13 +235,13 @@ HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, flo
                                source.Load(d, j + 6 * q, c), source.Load(d, j + 7 * q, c)};
             Eight(d, x);
             StoreWork(d, x[0], work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x[1], factor), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x[2], factor + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[3], factor + 4), work, j + 3 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[4], factor + 6), work, j + 4 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[5], factor + 8), work, j + 5 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[6], factor + 10), work, j + 6 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[7], factor + 12), work, j + 7 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[1], factors, f), work, j + q, c);
+            StoreWork(d, Turned<kFactors>(d, x[2], factors, f + 2), work, j + 2 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[3], factors, f + 4), work, j + 3 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[4], factors, f + 6), work, j + 4 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[5], factors, f + 8), work, j + 5 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[6], factors, f + 10), work, j + 6 * q, c);
+            StoreWork(d, Turned<kFactors>(d, x[7], factors, f + 12), work, j + 7 * q, c);
         }
     }
 }
@@ -261,33 +267,34 @@ void RunColumns(const FftTables::Pass* pass, const FftTables::Pass* end, std::si
     }
 }
 
-// Four columns of as many rows as a vector has lanes, transposed: lane i of x[c] is column c of rows[i].
+// FourColumns takes four columns of as many rows as a vector has lanes, transposed: lane i of x[c] is column
+// c of row i. `rows` points at the first of the four columns in the first row.
 #if HWY_TARGET == HWY_SCALAR
 template <class D>
-HWY_INLINE void FourColumns(D d, const float* const* rows, std::size_t uOffset, hn::Vec<D>* x) {
+HWY_INLINE void FourColumns(D d, const float* rows, hn::Vec<D>* x) {
     for (std::size_t c = 0; c < 4; ++c)
-        x[c] = hn::LoadU(d, rows[0] + uOffset + c);
+        x[c] = hn::LoadU(d, rows + c);
 }
 #else
 // Every fourth row gives one 128-bit block.
 template <class D>
-HWY_INLINE hn::Vec<D> FourOfRows(D d, const float* const* rows, std::size_t uOffset) {
+HWY_INLINE hn::Vec<D> FourOfRows(D d, const float* rows) {
     if constexpr (hn::MaxLanes(D()) <= 4) {
-        return hn::LoadU(d, rows[0] + uOffset);
+        return hn::LoadU(d, rows);
     } else {
         const hn::Half<D> half;
-        const std::size_t uHalf = hn::Lanes(half);
-        return hn::Combine(d, FourOfRows(half, rows + uHalf, uOffset), FourOfRows(half, rows, uOffset));
+        constexpr std::size_t kHalf = hn::MaxLanes(D()) / 2;
+        return hn::Combine(d, FourOfRows(half, rows + kHalf * kWorkRow), FourOfRows(half, rows));
     }
 }
 
 template <class D>
-HWY_INLINE void FourColumns(D d, const float* const* rows, std::size_t uOffset, hn::Vec<D>* x) {
+HWY_INLINE void FourColumns(D d, const float* rows, hn::Vec<D>* x) {
     const hn::Repartition<double, D> pairs;
-    const auto r0 = FourOfRows(d, rows, uOffset);
-    const auto r1 = FourOfRows(d, rows + 1, uOffset);
-    const auto r2 = FourOfRows(d, rows + 2, uOffset);
-    const auto r3 = FourOfRows(d, rows + 3, uOffset);
+    const auto r0 = FourOfRows(d, rows);
+    const auto r1 = FourOfRows(d, rows + kWorkRow);
+    const auto r2 = FourOfRows(d, rows + 2 * kWorkRow);
+    const auto r3 = FourOfRows(d, rows + 3 * kWorkRow);
     const auto lower01 = hn::BitCast(pairs, hn::InterleaveLower(d, r0, r1));
     const auto lower23 = hn::BitCast(pairs, hn::InterleaveLower(d, r2, r3));
     const auto upper01 = hn::BitCast(pairs, hn::InterleaveUpper(d, r0, r1));
@@ -299,54 +306,103 @@ HWY_INLINE void FourColumns(D d, const float* const* rows, std::size_t uOffset, 
 }
 #endif
 
-template <class D>
-HWY_INLINE void FourColumnsTurned(D d, const float* const* rows, std::size_t uColumn,
-                                  const float* HWY_RESTRICT factors, std::size_t uGroup,
-                                  Complex<D>* HWY_RESTRICT x) {
+template <std::size_t kColumn, class D>
+HWY_INLINE void FourColumnsTurned(D d, const float* rows, const float* HWY_RESTRICT factors,
+                                  std::size_t uGroup, Complex<D>* HWY_RESTRICT x) {
     hn::Vec<D> re[4];
     hn::Vec<D> im[4];
-    FourColumns(d, rows, uColumn, re);
-    FourColumns(d, rows, kRow + uColumn, im);
-    // The factors of column 0 are 1 and have no place in the table.
-    const float* factor = factors + 2 * uGroup * uColumn - 2 * uGroup;
+    FourColumns(d, rows + kColumn, re);
+    FourColumns(d, rows + kRow + kColumn, im);
     const auto turned = [&](std::size_t c) HWY_ATTR {
-        const float* own = factor + 2 * uGroup * c;
-        return Times<D>({re[c], im[c]}, {hn::LoadU(d, own), hn::LoadU(d, own + uGroup)});
+        // The factors of column 0 are 1 and have no place in the table.
+        const float* factor = factors + 2 * uGroup * (kColumn + c - 1);
+        return Times<D>({re[c], im[c]}, {hn::LoadU(d, factor), hn::LoadU(d, factor + uGroup)});
     };
-    x[0] = uColumn == 0 ? Complex<D>{re[0], im[0]} : turned(0);
+    if constexpr (kColumn == 0) {
+        x[0] = {re[0], im[0]};
+    } else {
+        x[0] = turned(0);
+    }
     x[1] = turned(1);
     x[2] = turned(2);
     x[3] = turned(3);
 }
 
-// The turn and the sixteen points along each row, for kLanes frequencies of the columns at a time.
+// Four neighbouring frequencies of the rows, uStep points apart, in the order in which Sixteen leaves them.
+// Rows of eight frequencies change the target's row at every second one; otherwise places are as far apart as
+// points.
+template <std::size_t kLanes, class D, class Target>
+HWY_INLINE void StoreFour(D d, const Complex<D>* HWY_RESTRICT x, const Target& target, float fScale,
+                          std::size_t uPoint, std::size_t uStep) {
+    const auto scale = hn::Set(d, fScale);
+    const std::size_t uFirst = target.Place(uPoint);
+    const std::size_t uPlaceStep = target.Place(uStep);
+    const auto store = [&](std::size_t k) HWY_ATTR {
+        const std::size_t uPlace = kLanes == 8 ? target.Place(uPoint + k * uStep) : uFirst + k * uPlaceStep;
+        const Complex<D>& value = x[4 * k];
+        target.Store(d, Complex<D>{hn::Mul(value.re, scale), hn::Mul(value.im, scale)}, uPlace);
+    };
+    store(0);
+    store(1);
+    store(2);
+    store(3);
+}
+
+// The turn and the sixteen points along each row, for one group of neighbouring frequencies of the columns:
+// kLanes rows in natural order from frequency uFirst on. Its size is 16, or the columns' length below.
 template <std::size_t kLanes, class Target>
-HWY_NOINLINE void RunRows(const FftTables& tables, const float* HWY_RESTRICT work, const Target& target,
-                          float fScale) {
+HWY_NOINLINE void RunRows(const FftTables& tables, std::size_t uFirst, const float* HWY_RESTRICT group,
+                          const Target& target, float fScale) {
     using D = hn::CappedTag<float, kLanes>;
     const D d;
-    const std::size_t uLanes = hn::Lanes(d);
     const std::size_t uRows = tables.Rows();
-    const std::size_t uGroup = uRows < kRow ? uRows : kRow;
-    const std::uint32_t* rowOf = tables.RowOf();
-    const float* factors = tables.TurnFactors();
-    const auto scale = hn::Set(d, fScale);
-    for (std::size_t uFirst = 0; uFirst < uRows; uFirst += uGroup, factors += 2 * (kRow - 1) * uGroup) {
-        for (std::size_t i = 0; i < uGroup; i += uLanes) {
-            const float* rows[kLanes];
-            for (std::size_t l = 0; l < uLanes; ++l)
-                rows[l] = work + rowOf[uFirst + i + l] * kWorkRow;
-            Complex<D> x[kRow];
-            FourColumnsTurned(d, rows, 0, factors + i, uGroup, x);
-            FourColumnsTurned(d, rows, 4, factors + i, uGroup, x + 4);
-            FourColumnsTurned(d, rows, 8, factors + i, uGroup, x + 8);
-            FourColumnsTurned(d, rows, 12, factors + i, uGroup, x + 12);
-            Sixteen(d, x);
-            for (std::size_t k = 0; k < kRow; ++k) {
-                const Complex<D>& value = x[k / 4 + 4 * (k % 4)];
-                target.Store(d, Complex<D>{hn::Mul(value.re, scale), hn::Mul(value.im, scale)},
-                             uFirst + i + uRows * k);
+    constexpr std::size_t kGroup = kLanes;
+    const float* factors = tables.TurnFactors() + uFirst * (kRow - 1) * 2;
+    for (std::size_t i = 0; i < kGroup; i += hn::Lanes(d)) {
+        const float* rows = group + i * kWorkRow;
+        Complex<D> x[kRow];
+        FourColumnsTurned<0>(d, rows, factors + i, kGroup, x);
+        FourColumnsTurned<4>(d, rows, factors + i, kGroup, x + 4);
+        FourColumnsTurned<8>(d, rows, factors + i, kGroup, x + 8);
+        FourColumnsTurned<12>(d, rows, factors + i, kGroup, x + 12);
+        Sixteen(d, x);
+        const std::size_t uPoint = uFirst + i;
+        StoreFour<kLanes>(d, x, target, fScale, uPoint, uRows);
+        StoreFour<kLanes>(d, x + 1, target, fScale, uPoint + 4 * uRows, uRows);
+        StoreFour<kLanes>(d, x + 2, target, fScale, uPoint + 8 * uRows, uRows);
+        StoreFour<kLanes>(d, x + 3, target, fScale, uPoint + 12 * uRows, uRows);
+    }
+}
+
+// The last pass, whose blocks are four rows, and the rows behind it, a few blocks at a time: those of sixteen
+// neighbouring frequencies make four groups, which stand in natural order in a buffer in between.
+template <class Target>
+void RunLastPassAndRows(const FftTables& tables, const float* work, const Target& target, float fScale) {
+    using D = hn::CappedTag<float, kRow>;
+    const D d;
+    alignas(64) float groups[4 * kRow * kWorkRow];
+    const std::size_t uQuarter = tables.Rows() / 4;
+    const std::size_t uBlocks = uQuarter < kRow ? uQuarter : kRow;
+    for (std::size_t uFirst = 0; uFirst < uQuarter; uFirst += uBlocks) {
+        for (std::size_t i = 0; i < uBlocks; ++i) {
+            const float* block = work + tables.RowOf()[uFirst + i] * kWorkRow;
+            const SplitRows rows{block, block + kRow, kWorkRow};
+            for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
+                Complex<D> x0 = rows.Load(d, 0, c);
+                Complex<D> x1 = rows.Load(d, 1, c);
+                Complex<D> x2 = rows.Load(d, 2, c);
+                Complex<D> x3 = rows.Load(d, 3, c);
+                Four<D>(x0, x1, x2, x3);
+                StoreWork(d, x0, groups, i, c);
+                StoreWork(d, x1, groups, uBlocks + i, c);
+                StoreWork(d, x2, groups, 2 * uBlocks + i, c);
+                StoreWork(d, x3, groups, 3 * uBlocks + i, c);
             }
+        }
+        // Fewer than sixteen blocks are all there are, and their frequencies have no gaps.
+        const std::size_t uStep = uBlocks < kRow ? kRow : uQuarter;
+        for (std::size_t g = 0; g < 4 * uBlocks / kRow; ++g) {
+            RunRows<kRow>(tables, uFirst + g * uStep, groups + g * kRow * kWorkRow, target, fScale);
         }
     }
 }
@@ -356,14 +412,14 @@ void Transform(const FftTables& tables, const Rows& source, const Target& target
     const auto& passes = tables.Passes();
     const FftTables::Pass* first = passes.data();
     RunPass(*first, source, work);
-    RunColumns(first + 1, first + passes.size(), tables.Rows(), work);
     // Short columns give fewer frequencies than the widest vector has lanes.
     if (tables.Rows() == 4) {
-        RunRows<4>(tables, work, target, fScale);
+        RunRows<4>(tables, 0, work, target, fScale);
     } else if (tables.Rows() == 8) {
-        RunRows<8>(tables, work, target, fScale);
+        RunRows<8>(tables, 0, work, target, fScale);
     } else {
-        RunRows<16>(tables, work, target, fScale);
+        RunColumns(first + 1, first + passes.size() - 1, tables.Rows(), work);
+        RunLastPassAndRows(tables, work, target, fScale);
     }
 }
 

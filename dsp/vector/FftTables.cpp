@@ -51,6 +51,16 @@ void AppendInterleaved(AlignedVector<float>& factors, const Turn& turn) {
     factors.push_back(static_cast<float>(turn.s));
 }
 
+// The radix of the first pass over blocks of this many rows: as few passes as 8 and 4 allow, with the eights
+// first and a four at the end. Eight rows alone are one pass.
+int RadixFor(std::size_t uRows) {
+    int nOrder = 0;
+    while ((std::size_t{1} << nOrder) < uRows)
+        ++nOrder;
+    const int nBeforeLast = nOrder - 2;
+    return uRows == 8 || nBeforeLast == 3 || nBeforeLast > 4 ? 8 : 4;
+}
+
 std::mutex s_sharedMutex;
 std::array<std::weak_ptr<const FftTables>, FftTables::kMaxOrder + 1> s_shared;
 
@@ -86,9 +96,7 @@ FftTables::FftTables(int nOrder) : m_nOrder(nOrder) {
 void FftTables::BuildPasses() {
     const std::size_t uRows = Points() / kRow;
     for (std::size_t uBlock = uRows; uBlock > 1;) {
-        // An odd power of two takes one radix-8 pass, the first, and radix-4 passes for the rest.
-        const bool bOddPower = (uBlock & 0xAAAAAAAAu) != 0;
-        Pass pass{bOddPower ? 8 : 4, uBlock, {}};
+        Pass pass{RadixFor(uBlock), uBlock, {}};
         const auto uRadix = static_cast<std::size_t>(pass.nRadix);
         const std::size_t uDistance = uBlock / uRadix;
         for (std::size_t j = 0; uDistance > 1 && j < uDistance; ++j) {
