@@ -12,6 +12,9 @@ inline constexpr double kLn2Hi = 0x1.62e42fefa3800p-1;
 inline constexpr double kLn2Lo = 0x1.ef35793c76730p-45;
 inline constexpr double kLog2E = 0x1.71547652b82fep+0;
 
+// ln 2 in one piece, for results that are rounded to float.
+inline constexpr double kLn2Short = 0x1.62e42fefa39efp-1;
+
 // ln 2 in 15 and 24 bits.
 inline constexpr float kLn2HiFloat = 0x1.62e4p-1f;
 inline constexpr float kLn2LoFloat = 0x1.7f7d1cp-20f;
@@ -29,6 +32,10 @@ inline constexpr std::uint32_t kFoldFloat = 0x3f3504f3;
 // Beyond these the exponential is infinite or rounds to zero.
 inline constexpr double kExpMax = 710.0;
 inline constexpr double kExpMin = -746.0;
+
+// The same for an exponential that becomes a float.
+inline constexpr double kShortExpMax = 89.0;
+inline constexpr double kShortExpMin = -105.0;
 
 // The exponential's series, 1/2! to 13!; on +-ln(2)/2 the first term left out is below 2^-57.
 inline constexpr double kExpTerms[12] = {

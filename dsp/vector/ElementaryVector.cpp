@@ -91,24 +91,41 @@ HWY_INLINE hn::Vec<D> ExpDouble(D d, hn::Vec<D> argument) {
     return NaNWhere(d, hn::Ne(argument, argument), y);
 }
 
+// x = m 2^k with m between sqrt(1/2) and sqrt(2), for a normal x; the bias is 1023 and what the caller has
+// scaled by. Returns m.
 template <class D>
-HWY_INLINE hn::Vec<D> LogDouble(D d, hn::Vec<D> argument) {
+HWY_INLINE hn::Vec<D> Fold(D d, hn::Vec<D> x, hn::Vec<D> bias, hn::Vec<D>* pk) {
     const hn::RebindToUnsigned<D> dBits;
-    const auto one = hn::Set(d, 1.0);
-    const auto zero = hn::Zero(d);
-    const auto infinity = hn::Set(d, std::numeric_limits<double>::infinity());
-    const auto subnormal = hn::Lt(argument, hn::Set(d, std::numeric_limits<double>::min()));
-    const auto x = hn::IfThenElse(subnormal, hn::Mul(argument, hn::Set(d, 0x1p54)), argument);
-
     const auto fold = hn::Set(dBits, C::kFold);
     const auto shifted =
         hn::Add(hn::Sub(hn::BitCast(dBits, x), fold), hn::Set(dBits, std::uint64_t{1023} << 52));
-    const auto mantissaBits = hn::And(shifted, hn::Set(dBits, 0x000fffffffffffffull));
-    const auto m = hn::BitCast(d, hn::Add(mantissaBits, fold));
+    const auto mantissaBits = hn::And(shifted, hn::Set(dBits, std::uint64_t{0x000fffffffffffff}));
     // An integer below 2^52 under the exponent of 2^52 is the double 2^52 + integer.
-    const auto exponentBits = hn::Or(hn::ShiftRight<52>(shifted), hn::Set(dBits, 0x4330000000000000ull));
+    const auto exponentBits =
+        hn::Or(hn::ShiftRight<52>(shifted), hn::Set(dBits, std::uint64_t{0x4330000000000000}));
+    *pk = hn::Sub(hn::Sub(hn::BitCast(d, exponentBits), hn::Set(d, 0x1p52)), bias);
+    return hn::BitCast(d, hn::Add(mantissaBits, fold));
+}
+
+// What a logarithm answers for zero, infinity, negative numbers and NaNs.
+template <class D>
+HWY_INLINE hn::Vec<D> LogEdges(D d, hn::Vec<D> argument, hn::Vec<D> y) {
+    const auto zero = hn::Zero(d);
+    const auto infinity = hn::Set(d, std::numeric_limits<hn::TFromD<D>>::infinity());
+    y = hn::IfThenElse(hn::Eq(argument, infinity), infinity, y);
+    y = hn::IfThenElse(hn::Eq(argument, zero), hn::Neg(infinity), y);
+    return NaNWhere(d, hn::Not(hn::Ge(argument, zero)), y);
+}
+
+template <class D>
+HWY_INLINE hn::Vec<D> LogDouble(D d, hn::Vec<D> argument) {
+    const auto one = hn::Set(d, 1.0);
+    const auto subnormal = hn::Lt(argument, hn::Set(d, std::numeric_limits<double>::min()));
+    const auto x = hn::IfThenElse(subnormal, hn::Mul(argument, hn::Set(d, 0x1p54)), argument);
+
+    hn::Vec<D> k;
     const auto bias = hn::IfThenElse(subnormal, hn::Set(d, 1023.0 + 54.0), hn::Set(d, 1023.0));
-    const auto k = hn::Sub(hn::Sub(hn::BitCast(d, exponentBits), hn::Set(d, 0x1p52)), bias);
+    const auto m = Fold(d, x, bias, &k);
 
     const auto f = hn::Sub(m, one);
     const auto s = hn::Div(f, hn::Add(hn::Set(d, 2.0), f));
@@ -120,11 +137,37 @@ HWY_INLINE hn::Vec<D> LogDouble(D d, hn::Vec<D> argument) {
     const auto lost = hn::Add(hn::Sub(high, sum), f);
     const auto correction = hn::Sub(hn::Mul(k, hn::Set(d, C::kLn2Lo)),
                                     hn::Sub(halfSquare, hn::Mul(s, hn::Add(halfSquare, tail))));
-    auto y = hn::Add(sum, hn::Add(lost, correction));
+    return LogEdges(d, argument, hn::Add(sum, hn::Add(lost, correction)));
+}
 
-    y = hn::IfThenElse(hn::Eq(argument, infinity), infinity, y);
-    y = hn::IfThenElse(hn::Eq(argument, zero), hn::Neg(infinity), y);
-    return NaNWhere(d, hn::Not(hn::Ge(argument, zero)), y);
+// ---- double that becomes float
+
+template <class D>
+HWY_INLINE hn::Vec<D> Polynomial8(D d, hn::Vec<D> x, const double* c) {
+    const auto x2 = hn::Mul(x, x);
+    return hn::Add(Cubic(d, x, x2, c), hn::Mul(hn::Mul(x2, x2), Cubic(d, x, x2, c + 4)));
+}
+
+template <class D>
+HWY_INLINE hn::Vec<D> ShortLog(D d, hn::Vec<D> x) {
+    const auto two = hn::Set(d, 2.0);
+    hn::Vec<D> k;
+    const auto f = hn::Sub(Fold(d, x, hn::Set(d, 1023.0), &k), hn::Set(d, 1.0));
+    const auto s = hn::Div(f, hn::Add(two, f));
+    const auto z = hn::Mul(s, s);
+    const auto series = hn::Mul(s, hn::Add(two, hn::Mul(z, Polynomial8(d, z, C::kLogTerms))));
+    return LogEdges(d, x, hn::Add(hn::Mul(k, hn::Set(d, C::kLn2Short)), series));
+}
+
+template <class D>
+HWY_INLINE hn::Vec<D> ShortExp(D d, hn::Vec<D> argument) {
+    const auto x = Clamp(d, argument, C::kShortExpMin, C::kShortExpMax);
+    const auto magic = hn::Set(d, C::kRound);
+    const auto shifted = hn::Add(hn::Mul(x, hn::Set(d, C::kLog2E)), magic);
+    const auto r = hn::Sub(x, hn::Mul(hn::Sub(shifted, magic), hn::Set(d, C::kLn2Short)));
+    const auto tail = hn::Mul(hn::Mul(r, r), Polynomial8(d, r, C::kExpTerms));
+    const auto y = hn::Mul(hn::Add(hn::Set(d, 1.0), hn::Add(r, tail)), PowerOfTwo(d, shifted));
+    return NaNWhere(d, hn::Ne(argument, argument), y);
 }
 
 // ---- float
@@ -196,15 +239,6 @@ HWY_INLINE FoldedLog<D> LogPartsFloat(D d, hn::Vec<D> argument) {
     const auto halfSquare = hn::Mul(hn::Mul(hn::Set(d, 0.5f), parts.f), parts.f);
     parts.correction = hn::Sub(hn::Mul(s, hn::Add(halfSquare, tail)), halfSquare);
     return parts;
-}
-
-template <class D>
-HWY_INLINE hn::Vec<D> LogEdges(D d, hn::Vec<D> argument, hn::Vec<D> y) {
-    const auto zero = hn::Zero(d);
-    const auto infinity = hn::Set(d, std::numeric_limits<float>::infinity());
-    y = hn::IfThenElse(hn::Eq(argument, infinity), infinity, y);
-    y = hn::IfThenElse(hn::Eq(argument, zero), hn::Neg(infinity), y);
-    return NaNWhere(d, hn::Not(hn::Ge(argument, zero)), y);
 }
 
 // e^(unit x), where ln(2)/unit comes in two pieces.
@@ -304,7 +338,8 @@ struct LogDoubleFunction {
     }
 };
 
-// float in, float out, double in between.
+// float in, float out, double in between: the operations of the scalar form, in the same order. A float
+// is never subnormal as a double.
 struct PowOp {
     const float* source;
     double fExponent;
@@ -314,7 +349,7 @@ struct PowOp {
         const hn::Rebind<float, D> dFloat;
         const auto x = hn::PromoteTo(d, hn::LoadU(dFloat, source + i));
         const auto one = hn::Set(d, 1.0);
-        auto y = ExpDouble(d, hn::Mul(hn::Set(d, fExponent), LogDouble(d, x)));
+        auto y = ShortExp(d, hn::Mul(hn::Set(d, fExponent), ShortLog(d, x)));
         // 1 to any power is 1, an infinite one and a NaN too.
         y = hn::IfThenElse(hn::Eq(x, one), one, y);
         hn::StoreU(NarrowTo(dFloat, y), dFloat, destination + i);
