@@ -26,6 +26,7 @@ public:
     bool IsActive() const override { return m_bOn; }
     std::uint32_t GetLatency() const override { return static_cast<std::uint32_t>(m_delayLeft.size()); }
     void ClearState() override {
+        const std::lock_guard lock(m_lock);
         ++nClears;
         std::fill(m_delayLeft.begin(), m_delayLeft.end(), 0.0f);
         std::fill(m_delayRight.begin(), m_delayRight.end(), 0.0f);
