@@ -99,6 +99,29 @@ void IirSeries(benchmark::State& state) {
     Report(state, uFrames);
 }
 
+// Four bands of one source, of 2, 4, 4 and 2 sections: a crossover.
+void IirRows(benchmark::State& state) {
+    UseLevel(state, static_cast<std::size_t>(state.range(1)));
+    const auto uFrames = static_cast<std::size_t>(state.range(0));
+    std::vector<DSP::IirCascade> cascades(12, DSP::IirCascade(Taps(2).data(), 2));
+    std::vector<DSP::IirLink> links;
+    for (std::size_t i = 0; i < 6; ++i) {
+        links.push_back({cascades[2 * i].State(), cascades[2 * i + 1].State(), 0.9f, 0.9f});
+    }
+    const auto l = Noise(1, uFrames);
+    const auto r = Noise(2, uFrames);
+    std::vector<std::vector<float>> bands(8, l);
+    const DSP::IirRow rows[] = {{links.data(), 1, bands[0].data(), bands[1].data()},
+                                {links.data() + 1, 2, bands[2].data(), bands[3].data()},
+                                {links.data() + 3, 2, bands[4].data(), bands[5].data()},
+                                {links.data() + 5, 1, bands[6].data(), bands[7].data()}};
+    for (auto _ : state) {
+        DSP::VectorIirProcessRows(l.data(), r.data(), static_cast<int>(uFrames), rows, 4);
+        benchmark::ClobberMemory();
+    }
+    Report(state, uFrames);
+}
+
 // The plain version: one section after another over the block, one channel after the other.
 void IirPlainStereo(benchmark::State& state) {
     const auto uSections = static_cast<std::size_t>(state.range(0));
@@ -135,6 +158,7 @@ void IirPlainStereo(benchmark::State& state) {
 BENCHMARK(IirStereo)->ArgsProduct({{1, 2, 4, 8, 16}, {64, 512, 8192}, {0, 1, 2}});
 BENCHMARK(IirMono)->ArgsProduct({{1, 4, 8}, {64, 512, 8192}});
 BENCHMARK(IirSeries)->ArgsProduct({{2, 4, 8}, {64, 512}, {0, 1, 2}});
+BENCHMARK(IirRows)->ArgsProduct({{64, 512}, {0, 1, 2}});
 BENCHMARK(IirPlainStereo)->ArgsProduct({{1, 8}, {512}});
 
 }  // namespace

@@ -67,7 +67,7 @@ void Run(const T* leftSource, const T* rightSource, T* left, T* right, int nLeng
         while (const std::size_t uStages = reader.Read(stages, kIirStages)) {
             IirRun(stages, uStages, frames, uCount);
         }
-        IirNarrow(frames, left + uDone, bStereo ? right + uDone : nullptr, uCount);
+        IirNarrow(frames.samples, left + uDone, bStereo ? right + uDone : nullptr, uCount);
     }
 }
 
@@ -90,6 +90,55 @@ VectorStatus RunTwo(const T* leftSource, const T* rightSource, T* left, T* right
     const IirLink link{leftState, rightState};
     Run<T>(leftSource, rightSource, left, right, nLength, &link, 1, false);
     return kVectorOk;
+}
+
+VectorStatus CheckLinks(const IirLink* links, int nLinks, bool bStereo) noexcept {
+    if (nLinks < 0) return kVectorBadLength;
+    if (nLinks > 0 && links == nullptr) return kVectorNullPointer;
+    for (const IirLink* link = links; link != links + nLinks; ++link) {
+        if (link->left == nullptr || (bStereo && link->right == nullptr)) return kVectorNullPointer;
+        if (bStereo && link->left->sections.size() != link->right->sections.size()) return kVectorBadLength;
+    }
+    return kVectorOk;
+}
+
+// Frames of a block, and rows of a call, whose outputs together stay in the first-level cache.
+constexpr std::size_t kRowBlock = 256;
+constexpr std::size_t kRowsAtOnce = 4;
+
+void RunLongRow(const IirFrames& frames, double* output, std::size_t uCount, StageReader& reader) noexcept {
+    IirFrames own;
+    std::copy_n(frames.samples, 2 * uCount + IirFrames::kRoom, own.samples);
+    IirStage stages[kIirStages];
+    while (const std::size_t uStages = reader.Read(stages, kIirStages))
+        IirRun(stages, uStages, own, uCount);
+    std::copy_n(own.samples, 2 * uCount, output);
+}
+
+void RunRows(const IirFrames& frames, std::size_t uOffset, std::size_t uCount, const IirRow* rows,
+             std::size_t uRows, bool bStereo) noexcept {
+    alignas(64) double outputs[kRowsAtOnce][2 * kRowBlock];
+    IirStage stages[kRowsAtOnce][kIirRowStages + 1];
+    for (; uRows > 0; rows += std::min(uRows, kRowsAtOnce), uRows -= std::min(uRows, kRowsAtOnce)) {
+        const std::size_t uNow = std::min(uRows, kRowsAtOnce);
+        IirRowStages side[kRowsAtOnce];
+        std::size_t uSide = 0;
+        for (std::size_t i = 0; i < uNow; ++i) {
+            StageReader reader(rows[i].links, rows[i].nLinks, bStereo, true);
+            const std::size_t uStages = reader.Read(stages[i], kIirRowStages + 1);
+            if (uStages <= kIirRowStages) {
+                side[uSide++] = {stages[i], uStages, outputs[i]};
+            } else {
+                StageReader again(rows[i].links, rows[i].nLinks, bStereo, true);
+                RunLongRow(frames, outputs[i], uCount, again);
+            }
+        }
+        IirRunRows(side, uSide, frames, uCount);
+        for (std::size_t i = 0; i < uNow; ++i) {
+            IirNarrow(outputs[i], rows[i].left + uOffset, bStereo ? rows[i].right + uOffset : nullptr,
+                      uCount);
+        }
+    }
 }
 
 }  // namespace
@@ -171,15 +220,36 @@ VectorStatus VectorIirProcessSeries(const float* leftSource, const float* rightS
     const bool bStereo = rightSource != nullptr;
     const VectorStatus status = CheckVectorArguments(nLength, {leftSource, left});
     if (status != kVectorOk) return status;
-    if ((bStereo && right == nullptr) || (nLinks > 0 && links == nullptr)) return kVectorNullPointer;
-    if (nLinks < 0) return kVectorBadLength;
-    bool bRounds = nLinks > 1;
-    for (const IirLink* link = links; link != links + nLinks; ++link) {
-        if (link->left == nullptr || (bStereo && link->right == nullptr)) return kVectorNullPointer;
-        if (bStereo && link->left->sections.size() != link->right->sections.size()) return kVectorBadLength;
-        bRounds = bRounds || link->fLeftGain != 1.0f || link->fRightGain != 1.0f;
-    }
+    if (bStereo && right == nullptr) return kVectorNullPointer;
+    const VectorStatus linkStatus = CheckLinks(links, nLinks, bStereo);
+    if (linkStatus != kVectorOk) return linkStatus;
+    const bool bRounds = nLinks > 1 || std::any_of(links, links + nLinks, [](const IirLink& link) {
+                             return link.fLeftGain != 1.0f || link.fRightGain != 1.0f;
+                         });
     Run<float>(leftSource, rightSource, left, right, nLength, links, nLinks, bRounds);
+    return kVectorOk;
+}
+
+VectorStatus VectorIirProcessRows(const float* leftSource, const float* rightSource, int nLength,
+                                  const IirRow* rows, int nRows) noexcept {
+    const VectorStatus status = CheckVectorArguments(nLength, {leftSource});
+    if (status != kVectorOk) return status;
+    if (nRows < 0) return kVectorBadLength;
+    if (nRows > 0 && rows == nullptr) return kVectorNullPointer;
+    const bool bStereo = rightSource != nullptr;
+    for (const IirRow* row = rows; row != rows + nRows; ++row) {
+        if (row->left == nullptr || (bStereo && row->right == nullptr)) return kVectorNullPointer;
+        const VectorStatus rowStatus = CheckLinks(row->links, row->nLinks, bStereo);
+        if (rowStatus != kVectorOk) return rowStatus;
+    }
+    const auto uRows = static_cast<std::size_t>(nRows);
+    const auto uLength = static_cast<std::size_t>(nLength);
+    IirFrames frames;
+    for (std::size_t uDone = 0; uDone < uLength; uDone += kRowBlock) {
+        const std::size_t uCount = std::min(kRowBlock, uLength - uDone);
+        IirWiden(leftSource + uDone, bStereo ? rightSource + uDone : nullptr, frames, uCount);
+        RunRows(frames, uDone, uCount, rows, uRows, bStereo);
+    }
     return kVectorOk;
 }
 

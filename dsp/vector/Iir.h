@@ -76,10 +76,25 @@ struct IirLink {
 /// rounds to 32 bits and multiplies by its gain in 32 bits before the next link widens again. The bits are
 /// those of one call of VectorIirProcessFloat a link with a multiplication behind it.
 ///
-/// nLinks links, 0 or more; none copies. The two cascades of a link have equally many sections. A null right
-/// source is mono; then right is not read. Each source may be its own destination.
+/// nLinks links, 0 or more; none copies. No two links share a state, and the two cascades of a link have
+/// equally many sections. A null right source is mono; then right is not read. Each source may be its own
+/// destination.
 VectorStatus VectorIirProcessSeries(const float* leftSource, const float* rightSource, float* left,
                                     float* right, int nLength, const IirLink* links, int nLinks) noexcept;
+
+/// One series among others that filter the same source: the bands of a crossover.
+struct IirRow {
+    const IirLink* links = nullptr;
+    int nLinks = 0;
+    float* left = nullptr;
+    float* right = nullptr;  ///< not used, and may be null, in mono
+};
+
+/// Runs several series over one source, each into its own destination: the bits of one VectorIirProcessSeries
+/// a row, but rows of up to four sections run side by side. A destination may be the source; the destinations
+/// do not overlap each other, and no two links share a state. A null right source is mono.
+VectorStatus VectorIirProcessRows(const float* leftSource, const float* rightSource, int nLength,
+                                  const IirRow* rows, int nRows) noexcept;
 
 /// Owns one cascade. A copy has the same taps and delay lines and goes its own way from there.
 ///

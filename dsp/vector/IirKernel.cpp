@@ -1,6 +1,8 @@
 #include "dsp/vector/IirKernel.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/vector/IirKernel.cpp"
@@ -46,6 +48,13 @@ void RunStages(const IirStage* stages, std::size_t uStages, double* frames, std:
         }
         frames[2 * t] = l;
         frames[2 * t + 1] = r;
+    }
+}
+
+void RunAllRows(const IirRowStages* rows, std::size_t uRows, const double* frames, std::size_t uCount) {
+    for (const IirRowStages* row = rows; row != rows + uRows; ++row) {
+        std::copy_n(frames, 2 * uCount, row->output);
+        RunStages(row->stages, row->uStages, row->output, uCount);
     }
 }
 
@@ -134,6 +143,18 @@ HWY_INLINE hn::Vec<D> Shifted(D d, const hn::Vec<D>& output, const double* frame
     }
 }
 
+// Each block to an output of its own.
+template <class D>
+HWY_INLINE void StoreBlocks(D d, const hn::Vec<D>& v, double* const* outputs, std::size_t t) {
+    if constexpr (hn::MaxLanes(D()) == 2) {
+        hn::StoreU(v, d, outputs[0] + 2 * t);
+    } else {
+        const hn::Half<D> half;
+        StoreBlocks(half, hn::LowerHalf(half, v), outputs, t);
+        StoreBlocks(half, hn::UpperHalf(half, v), outputs + hn::MaxLanes(D()) / 4, t);
+    }
+}
+
 template <class D>
 HWY_INLINE auto LowestBlock(D d, const hn::Vec<D>& v) {
     if constexpr (hn::MaxLanes(D()) == 2) {
@@ -144,23 +165,74 @@ HWY_INLINE auto LowestBlock(D d, const hn::Vec<D>& v) {
     }
 }
 
+// Sections in series: section s stands in vector s % kVectors and, from the highest block down, in block
+// s / kVectors.
+template <std::size_t kBlocks, std::size_t kVectors>
+struct Series {
+    static constexpr std::size_t kLast = kBlocks * kVectors - 1;
+
+    const IirStage* stages;
+    std::size_t uStages;
+    double* frames;
+
+    static constexpr std::size_t Order(std::size_t iBlock, std::size_t iVector) {
+        return (kBlocks - 1 - iBlock) * kVectors + iVector;
+    }
+    const IirStage* Stage(std::size_t iBlock, std::size_t iVector) const {
+        const std::size_t s = Order(iBlock, iVector);
+        return s < uStages ? stages + s : nullptr;
+    }
+    template <class D>
+    HWY_INLINE hn::Vec<D> Input(D d, std::size_t t, const hn::Vec<D>& lastOutput) const {
+        return Shifted(d, lastOutput, frames + 2 * t);
+    }
+    template <class D>
+    HWY_INLINE void Store(D d, const hn::Vec<D>& latest, std::size_t t) const {
+        hn::StoreU(LowestBlock(d, latest), hn::CappedTag<double, 2>(), frames + 2 * t);
+    }
+};
+
+// Rows of up to kVectors sections side by side, one in each block, all on the same frames. The stage at its
+// place in a row stands in the vector of that place.
+template <std::size_t kBlocks, std::size_t kVectors>
+struct Rows {
+    static constexpr std::size_t kLast = kVectors - 1;
+
+    const IirRowStages* rows[kBlocks];
+    const double* frames;
+    double* outputs[kBlocks];
+
+    static constexpr std::size_t Order(std::size_t, std::size_t iVector) { return iVector; }
+    const IirStage* Stage(std::size_t iBlock, std::size_t iVector) const {
+        return iVector < rows[iBlock]->uStages ? rows[iBlock]->stages + iVector : nullptr;
+    }
+    template <class D>
+    HWY_INLINE hn::Vec<D> Input(D d, std::size_t t, const hn::Vec<D>&) const {
+        if constexpr (kBlocks == 1) return hn::LoadU(d, frames + 2 * t);
+        return hn::LoadDup128(d, frames + 2 * t);
+    }
+    template <class D>
+    HWY_INLINE void Store(D d, const hn::Vec<D>& latest, std::size_t t) const {
+        StoreBlocks(d, latest, outputs, t);
+    }
+};
+
+// The state of a run between two steps. An order says where which section stands.
 template <class D, std::size_t kVectors, bool kRounds>
 struct Chain {
     using S = Sections<D, kRounds>;
     static constexpr std::size_t kBlocks = hn::MaxLanes(D()) / 2;
-    static constexpr std::size_t kSections = kBlocks * kVectors;
     static constexpr std::size_t kSkew = kRounds ? 2 : 1;
-    static constexpr std::size_t kLead = kSkew * (kSections - 1);
 
     S sections[kVectors];
 
-    template <bool kEdge>
-    HWY_INLINE void Step(const double* frame, std::size_t t, std::size_t uCount) {
+    template <bool kEdge, class Order>
+    HWY_INLINE void Step(const Order& order, std::size_t t, std::size_t uCount) {
         const D d;
         const double fTime = kEdge ? static_cast<double>(t) : 0.0;
         const double fCount = kEdge ? static_cast<double>(uCount) : 0.0;
         // Every input is an output of an earlier step, so all are taken before any section moves.
-        const auto x0 = Shifted(d, sections[kVectors - 1].output, frame);
+        const auto x0 = order.Input(d, t, sections[kVectors - 1].output);
         auto x1 = x0;
         auto x2 = x0;
         auto x3 = x0;
@@ -172,92 +244,136 @@ struct Chain {
         if constexpr (kVectors > 2) sections[2].template Step<kEdge>(d, x2, fTime, fCount);
         if constexpr (kVectors > 3) sections[3].template Step<kEdge>(d, x3, fTime, fCount);
     }
-
-    // The output of the present step, in place of the frame that it belongs to.
-    HWY_INLINE void StoreLatest(double* frames, std::size_t t) const {
-        const hn::CappedTag<double, 2> block;
-        hn::StoreU(LowestBlock(D(), sections[kVectors - 1].latest), block, frames + 2 * (t - kLead));
-    }
 };
 
-// Where a section's channel stands: vector s % kVectors, and in it this lane.
-template <std::size_t kBlocks, std::size_t kVectors>
-constexpr std::size_t LaneOf(std::size_t s, std::size_t iChannel) {
-    return 2 * (kBlocks - 1 - s / kVectors) + iChannel;
-}
-
-template <class C, class Image>
-void Gather(const IirStage* stages, std::size_t uStages, Image* images) {
-    constexpr std::size_t kVectors = C::kSections / C::kBlocks;
-    for (std::size_t s = 0; s < C::kSections; ++s) {
-        Image& image = images[s % kVectors];
-        for (std::size_t iChannel = 0; iChannel < 2; ++iChannel) {
-            const std::size_t i = LaneOf<C::kBlocks, kVectors>(s, iChannel);
-            image.delay[i] = static_cast<double>(C::kSkew * s);
-            image.passes[i] = s < uStages ? 0.0 : 1.0;
-            if (s >= uStages) continue;
-            const IirStage& stage = stages[s];
-            image.rounds[i] = stage.bRounds ? 1.0 : 0.0;
-            image.gain[i] = iChannel == 0 ? stage.fLeftGain : stage.fRightGain;
-            const IirSection* section = iChannel == 0 ? stage.left : stage.right;
-            if (section == nullptr) continue;
-            image.b0[i] = section->b0;
-            image.b1[i] = section->b1;
-            image.b2[i] = section->b2;
-            image.a1[i] = section->a1;
-            image.a2[i] = section->a2;
-            image.s1[i] = section->s1;
-            image.s2[i] = section->s2;
-        }
+template <class C, class Order, class Image>
+void Gather(const Order& order, Image& image, std::size_t iVector) {
+    for (std::size_t i = 0; i < 2 * C::kBlocks; ++i) {
+        const IirStage* stage = order.Stage(i / 2, iVector);
+        image.delay[i] = static_cast<double>(C::kSkew * order.Order(i / 2, iVector));
+        image.passes[i] = stage != nullptr ? 0.0 : 1.0;
+        if (stage == nullptr) continue;
+        const bool bLeft = i % 2 == 0;
+        image.rounds[i] = stage->bRounds ? 1.0 : 0.0;
+        image.gain[i] = bLeft ? stage->fLeftGain : stage->fRightGain;
+        const IirSection* section = bLeft ? stage->left : stage->right;
+        if (section == nullptr) continue;
+        image.b0[i] = section->b0;
+        image.b1[i] = section->b1;
+        image.b2[i] = section->b2;
+        image.a1[i] = section->a1;
+        image.a2[i] = section->a2;
+        image.s1[i] = section->s1;
+        image.s2[i] = section->s2;
     }
 }
 
-template <class C, class Image>
-void ScatterDelays(const Image* images, const IirStage* stages, std::size_t uStages) {
-    constexpr std::size_t kVectors = C::kSections / C::kBlocks;
-    for (std::size_t s = 0; s < uStages; ++s) {
-        for (std::size_t iChannel = 0; iChannel < 2; ++iChannel) {
-            const std::size_t i = LaneOf<C::kBlocks, kVectors>(s, iChannel);
-            IirSection* section = iChannel == 0 ? stages[s].left : stages[s].right;
-            if (section == nullptr) continue;
-            section->s1 = images[s % kVectors].s1[i];
-            section->s2 = images[s % kVectors].s2[i];
-        }
+template <class C, class Order, class Image>
+void ScatterDelays(const Order& order, const Image& image, std::size_t iVector) {
+    for (std::size_t i = 0; i < 2 * C::kBlocks; ++i) {
+        const IirStage* stage = order.Stage(i / 2, iVector);
+        if (stage == nullptr) continue;
+        IirSection* section = i % 2 == 0 ? stage->left : stage->right;
+        if (section == nullptr) continue;
+        section->s1 = image.s1[i];
+        section->s2 = image.s2[i];
     }
 }
 
-// At most kBlocks * kVectors stages.
-template <std::size_t kBlocks, std::size_t kVectors, bool kRounds>
-HWY_NOINLINE void RunLanes(const IirStage* stages, std::size_t uStages, double* frames, std::size_t uCount) {
-    using D = hn::CappedTag<double, 2 * kBlocks>;
+template <std::size_t kVectors, bool kRounds, class D, class Order>
+HWY_INLINE void RunOrder(D d, const Order& order, std::size_t uCount) {
     using C = Chain<D, kVectors, kRounds>;
-    const D d;
+    constexpr std::size_t kLead = C::kSkew * Order::kLast;
     typename C::S::Image images[kVectors] = {};
-    Gather<C>(stages, uStages, images);
-
     C chain;
+    for (std::size_t v = 0; v < kVectors; ++v)
+        Gather<C>(order, images[v], v);
     chain.sections[0].Load(d, images[0]);
     if constexpr (kVectors > 1) chain.sections[1].Load(d, images[1]);
     if constexpr (kVectors > 2) chain.sections[2].Load(d, images[2]);
     if constexpr (kVectors > 3) chain.sections[3].Load(d, images[3]);
 
     std::size_t t = 0;
-    for (; t < C::kLead; ++t)
-        chain.template Step<true>(frames + 2 * t, t, uCount);
+    for (; t < kLead; ++t)
+        chain.template Step<true>(order, t, uCount);
     for (; t < uCount; ++t) {
-        chain.template Step<false>(frames + 2 * t, t, uCount);
-        chain.StoreLatest(frames, t);
+        chain.template Step<false>(order, t, uCount);
+        order.Store(d, chain.sections[kVectors - 1].latest, t - kLead);
     }
-    for (; t < uCount + C::kLead; ++t) {
-        chain.template Step<true>(frames + 2 * t, t, uCount);
-        chain.StoreLatest(frames, t);
+    for (; t < uCount + kLead; ++t) {
+        chain.template Step<true>(order, t, uCount);
+        order.Store(d, chain.sections[kVectors - 1].latest, t - kLead);
     }
 
     chain.sections[0].SaveDelays(d, images[0]);
     if constexpr (kVectors > 1) chain.sections[1].SaveDelays(d, images[1]);
     if constexpr (kVectors > 2) chain.sections[2].SaveDelays(d, images[2]);
     if constexpr (kVectors > 3) chain.sections[3].SaveDelays(d, images[3]);
-    ScatterDelays<C>(images, stages, uStages);
+    for (std::size_t v = 0; v < kVectors; ++v)
+        ScatterDelays<C>(order, images[v], v);
+}
+
+// At most kBlocks * kVectors stages in series.
+template <std::size_t kBlocks, std::size_t kVectors, bool kRounds>
+HWY_NOINLINE void RunLanes(const IirStage* stages, std::size_t uStages, double* frames, std::size_t uCount) {
+    const Series<kBlocks, kVectors> series{stages, uStages, frames};
+    RunOrder<kVectors, kRounds>(hn::CappedTag<double, 2 * kBlocks>(), series, uCount);
+}
+
+// kBlocks rows of at most kVectors stages.
+template <std::size_t kBlocks, std::size_t kVectors>
+HWY_NOINLINE void RunRowLanes(const Rows<kBlocks, 4>& all, std::size_t uCount) {
+    Rows<kBlocks, kVectors> rows;
+    std::copy_n(all.rows, kBlocks, rows.rows);
+    std::copy_n(all.outputs, kBlocks, rows.outputs);
+    rows.frames = all.frames;
+    RunOrder<kVectors, true>(hn::CappedTag<double, 2 * kBlocks>(), rows, uCount);
+}
+
+// The next kBlocks rows of a list, which is sorted by length, the longest first.
+template <std::size_t kBlocks>
+void RunSomeRows(const IirRowStages* const* list, const double* frames, std::size_t uCount) {
+    Rows<kBlocks, 4> rows;
+    rows.frames = frames;
+    for (std::size_t i = 0; i < kBlocks; ++i) {
+        rows.rows[i] = list[i];
+        rows.outputs[i] = list[i]->output;
+    }
+    if (list[0]->uStages == 0) {
+        for (std::size_t i = 0; i < kBlocks; ++i)
+            std::copy_n(frames, 2 * uCount, list[i]->output);
+    } else if (list[0]->uStages == 1) {
+        RunRowLanes<kBlocks, 1>(rows, uCount);
+    } else if (list[0]->uStages == 2) {
+        RunRowLanes<kBlocks, 2>(rows, uCount);
+    } else if (list[0]->uStages == 3) {
+        RunRowLanes<kBlocks, 3>(rows, uCount);
+    } else {
+        RunRowLanes<kBlocks, 4>(rows, uCount);
+    }
+}
+
+void RunAllRows(const IirRowStages* rows, std::size_t uRows, const double* frames, std::size_t uCount) {
+    const IirRowStages* list[kIirRows];
+    for (std::size_t i = 0; i < uRows; ++i)
+        list[i] = rows + i;
+    // By insertion: a handful, and nothing that could allocate.
+    for (std::size_t i = 1; i < uRows; ++i) {
+        for (std::size_t k = i; k > 0 && list[k - 1]->uStages < list[k]->uStages; --k) {
+            std::swap(list[k - 1], list[k]);
+        }
+    }
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SSE4 && HWY_TARGET != HWY_AVX2
+    for (; i + 4 <= uRows; i += 4)
+        RunSomeRows<4>(list + i, frames, uCount);
+#endif
+#if HWY_TARGET != HWY_SSE4
+    for (; i + 2 <= uRows; i += 2)
+        RunSomeRows<2>(list + i, frames, uCount);
+#endif
+    for (; i < uRows; ++i)
+        RunSomeRows<1>(list + i, frames, uCount);
 }
 
 // Takes as many stages as fit, says how many.
@@ -294,12 +410,41 @@ void RunStages(const IirStage* stages, std::size_t uStages, double* frames, std:
 
 #endif  // HWY_TARGET
 
-// Two lanes of one channel and two of the other become two frames.
-#if HWY_TARGET == HWY_SCALAR
+#if HWY_TARGET != HWY_SCALAR
+
+template <class T, class D>
+HWY_INLINE hn::Vec<D> LoadWide(D d, const T* source) {
+    if constexpr (sizeof(T) == sizeof(double)) {
+        return hn::LoadU(d, source);
+    } else {
+        return hn::PromoteTo(d, hn::LoadU(hn::Rebind<float, D>(), source));
+    }
+}
+
+template <class T, class D>
+HWY_INLINE void StoreAs(D d, const hn::Vec<D>& value, T* destination) {
+    if constexpr (sizeof(T) == sizeof(double)) {
+        hn::StoreU(value, d, destination);
+    } else {
+        const hn::Rebind<float, D> narrow;
+        hn::StoreU(hn::DemoteTo(narrow, value), narrow, destination);
+    }
+}
+
+#endif
 
 template <class T>
 void Widen(const T* left, const T* right, double* frames, std::size_t uCount) {
-    for (std::size_t t = 0; t < uCount; ++t) {
+    std::size_t t = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::CappedTag<double, 8> d;
+    for (; t + hn::Lanes(d) <= uCount; t += hn::Lanes(d)) {
+        auto r = hn::Zero(d);
+        if (right != nullptr) r = LoadWide(d, right + t);
+        hn::StoreInterleaved2(LoadWide(d, left + t), r, d, frames + 2 * t);
+    }
+#endif
+    for (; t < uCount; ++t) {
         frames[2 * t] = static_cast<double>(left[t]);
         frames[2 * t + 1] = right != nullptr ? static_cast<double>(right[t]) : 0.0;
     }
@@ -307,64 +452,22 @@ void Widen(const T* left, const T* right, double* frames, std::size_t uCount) {
 
 template <class T>
 void Narrow(const double* frames, T* left, T* right, std::size_t uCount) {
-    for (std::size_t t = 0; t < uCount; ++t) {
+    std::size_t t = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::CappedTag<double, 8> d;
+    for (; t + hn::Lanes(d) <= uCount; t += hn::Lanes(d)) {
+        auto l = hn::Zero(d);
+        auto r = l;
+        hn::LoadInterleaved2(d, frames + 2 * t, l, r);
+        StoreAs(d, l, left + t);
+        if (right != nullptr) StoreAs(d, r, right + t);
+    }
+#endif
+    for (; t < uCount; ++t) {
         left[t] = static_cast<T>(frames[2 * t]);
         if (right != nullptr) right[t] = static_cast<T>(frames[2 * t + 1]);
     }
 }
-
-#else
-
-template <class T>
-HWY_INLINE auto Loaded(hn::CappedTag<double, 2> d, const T* source) {
-    if constexpr (sizeof(T) == sizeof(double)) {
-        return hn::LoadU(d, source);
-    } else {
-        return hn::PromoteTo(d, hn::LoadU(hn::Rebind<float, decltype(d)>(), source));
-    }
-}
-
-template <class T, class V>
-HWY_INLINE void Stored(hn::CappedTag<double, 2> d, const V& value, T* destination) {
-    if constexpr (sizeof(T) == sizeof(double)) {
-        hn::StoreU(value, d, destination);
-    } else {
-        const hn::Rebind<float, decltype(d)> narrow;
-        hn::StoreU(hn::DemoteTo(narrow, value), narrow, destination);
-    }
-}
-
-template <class T>
-void Widen(const T* left, const T* right, double* frames, std::size_t uCount) {
-    const hn::CappedTag<double, 2> d;
-    std::size_t t = 0;
-    for (; t + 2 <= uCount; t += 2) {
-        const auto l = Loaded(d, left + t);
-        const auto r = right != nullptr ? Loaded(d, right + t) : hn::Zero(d);
-        hn::StoreU(hn::InterleaveLower(d, l, r), d, frames + 2 * t);
-        hn::StoreU(hn::InterleaveUpper(d, l, r), d, frames + 2 * t + 2);
-    }
-    if (t == uCount) return;
-    frames[2 * t] = static_cast<double>(left[t]);
-    frames[2 * t + 1] = right != nullptr ? static_cast<double>(right[t]) : 0.0;
-}
-
-template <class T>
-void Narrow(const double* frames, T* left, T* right, std::size_t uCount) {
-    const hn::CappedTag<double, 2> d;
-    std::size_t t = 0;
-    for (; t + 2 <= uCount; t += 2) {
-        const auto first = hn::LoadU(d, frames + 2 * t);
-        const auto second = hn::LoadU(d, frames + 2 * t + 2);
-        Stored(d, hn::InterleaveLower(d, first, second), left + t);
-        if (right != nullptr) Stored(d, hn::InterleaveUpper(d, first, second), right + t);
-    }
-    if (t == uCount) return;
-    left[t] = static_cast<T>(frames[2 * t]);
-    if (right != nullptr) right[t] = static_cast<T>(frames[2 * t + 1]);
-}
-
-#endif  // HWY_TARGET
 
 void WidenFloat(const float* left, const float* right, double* frames, std::size_t uCount) {
     Widen(left, right, frames, uCount);
@@ -388,6 +491,7 @@ HWY_AFTER_NAMESPACE();
 namespace DSP {
 
 HWY_EXPORT(RunStages);
+HWY_EXPORT(RunAllRows);
 HWY_EXPORT(WidenFloat);
 HWY_EXPORT(WidenDouble);
 HWY_EXPORT(NarrowFloat);
@@ -403,16 +507,21 @@ void IirWiden(const double* left, const double* right, IirFrames& frames, std::s
     std::fill_n(frames.samples + 2 * uCount, IirFrames::kRoom, 0.0);
 }
 
-void IirNarrow(const IirFrames& frames, float* left, float* right, std::size_t uCount) noexcept {
-    HWY_DYNAMIC_DISPATCH(NarrowFloat)(frames.samples, left, right, uCount);
+void IirNarrow(const double* frames, float* left, float* right, std::size_t uCount) noexcept {
+    HWY_DYNAMIC_DISPATCH(NarrowFloat)(frames, left, right, uCount);
 }
 
-void IirNarrow(const IirFrames& frames, double* left, double* right, std::size_t uCount) noexcept {
-    HWY_DYNAMIC_DISPATCH(NarrowDouble)(frames.samples, left, right, uCount);
+void IirNarrow(const double* frames, double* left, double* right, std::size_t uCount) noexcept {
+    HWY_DYNAMIC_DISPATCH(NarrowDouble)(frames, left, right, uCount);
 }
 
 void IirRun(const IirStage* stages, std::size_t uStages, IirFrames& frames, std::size_t uCount) noexcept {
     HWY_DYNAMIC_DISPATCH(RunStages)(stages, uStages, frames.samples, uCount);
+}
+
+void IirRunRows(const IirRowStages* rows, std::size_t uRows, const IirFrames& frames,
+                std::size_t uCount) noexcept {
+    HWY_DYNAMIC_DISPATCH(RunAllRows)(rows, uRows, frames.samples, uCount);
 }
 
 }  // namespace DSP

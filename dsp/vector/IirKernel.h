@@ -45,11 +45,26 @@ struct IirFrames {
 void IirWiden(const float* left, const float* right, IirFrames& frames, std::size_t uCount) noexcept;
 void IirWiden(const double* left, const double* right, IirFrames& frames, std::size_t uCount) noexcept;
 /// A null right channel reads as zeros above and is not written here.
-void IirNarrow(const IirFrames& frames, float* left, float* right, std::size_t uCount) noexcept;
-void IirNarrow(const IirFrames& frames, double* left, double* right, std::size_t uCount) noexcept;
+void IirNarrow(const double* frames, float* left, float* right, std::size_t uCount) noexcept;
+void IirNarrow(const double* frames, double* left, double* right, std::size_t uCount) noexcept;
 
 /// Runs nStages stages over the frames, in place, and leaves their delays as the plain loop would. No two
 /// stages share a section.
 void IirRun(const IirStage* stages, std::size_t uStages, IirFrames& frames, std::size_t uCount) noexcept;
+
+/// A row of sections among others that work on the same frames.
+struct IirRowStages {
+    const IirStage* stages = nullptr;
+    std::size_t uStages = 0;   ///< at most kIirRowStages
+    double* output = nullptr;  ///< left and right interleaved
+};
+
+constexpr std::size_t kIirRows = 8;
+constexpr std::size_t kIirRowStages = 4;
+
+/// Runs uRows rows, at most kIirRows, over the same frames, each into its own output. No two stages share a
+/// section.
+void IirRunRows(const IirRowStages* rows, std::size_t uRows, const IirFrames& frames,
+                std::size_t uCount) noexcept;
 
 }  // namespace DSP

@@ -212,6 +212,75 @@ TEST_CASE("Iir: a series is its links one after another, each rounded and multip
     });
 }
 
+TEST_CASE("Iir: rows side by side are as many series over the same source, one of them in place") {
+    // By row the sections of its links.
+    const std::vector<std::vector<std::vector<int>>> shapes = {{{2}, {2, 2}, {2, 2}, {2}},
+                                                               {{1}},
+                                                               {{2, 2}, {2}},
+                                                               {{1, 1}, {3}, {4}},
+                                                               {{2}, {2, 2}, {5, 1}, {}, {1}},
+                                                               {{}},
+                                                               {}};
+    Test::ForEachLevel([&](const std::string& strLevel) {
+        CAPTURE(strLevel);
+        for (std::size_t iShape = 0; iShape < shapes.size(); ++iShape) {
+            CAPTURE(iShape);
+            const auto& shape = shapes[iShape];
+            for (const bool bStereo : {false, true}) {
+                CAPTURE(bStereo);
+                // Two of everything: one for the rows and one for the series.
+                std::vector<DSP::IirCascade> cascades;
+                std::vector<std::vector<DSP::IirLink>> links[2];
+                for (std::size_t i = 0; i < shape.size(); ++i) {
+                    for (std::size_t k = 0; k < 4 * shape[i].size(); ++k) {
+                        const int nSections = shape[i][k / 4];
+                        const auto uSeed = static_cast<std::uint32_t>(100 + 10 * i + k / 4 + 300 * (k % 2));
+                        cascades.emplace_back(Taps(uSeed, nSections).data(), nSections);
+                    }
+                }
+                auto next = cascades.begin();
+                for (std::size_t i = 0; i < shape.size(); ++i) {
+                    links[0].emplace_back(shape[i].size());
+                    links[1].emplace_back(shape[i].size());
+                    for (std::size_t k = 0; k < 2 * shape[i].size(); ++k) {
+                        DSP::IirLink& link = links[k % 2][i][k / 2];
+                        link.left = (next++)->State();
+                        link.right = (next++)->State();
+                        link.fLeftGain = 0.8f + 0.1f * static_cast<float>(i);
+                        link.fRightGain = 1.3f;
+                    }
+                }
+                for (const std::size_t uLength : {std::size_t{1}, std::size_t{3}, std::size_t{700}}) {
+                    CAPTURE(uLength);
+                    auto l = Test::Noise<float>(16, uLength);
+                    auto r = Test::Noise<float>(17, uLength);
+                    std::vector<std::vector<float>> expected(2 * shape.size(), std::vector<float>(uLength));
+                    auto actual = expected;
+                    std::vector<DSP::IirRow> rows;
+                    for (std::size_t i = 0; i < shape.size(); ++i) {
+                        const int nLinks = static_cast<int>(shape[i].size());
+                        DSP::VectorIirProcessSeries(l.data(), bStereo ? r.data() : nullptr,
+                                                    expected[2 * i].data(), expected[2 * i + 1].data(),
+                                                    Length(l), links[1][i].data(), nLinks);
+                        rows.push_back({links[0][i].data(), nLinks, actual[2 * i].data(),
+                                        bStereo ? actual[2 * i + 1].data() : nullptr});
+                    }
+                    if (!rows.empty()) rows[0].left = l.data();
+                    Test::AllocationCounter counter;
+                    REQUIRE(DSP::VectorIirProcessRows(l.data(), bStereo ? r.data() : nullptr, Length(l),
+                                                      rows.data(),
+                                                      static_cast<int>(rows.size())) == DSP::kVectorOk);
+                    REQUIRE(counter.Count() == 0);
+                    if (!rows.empty()) actual[0] = l;
+                    for (std::size_t i = 0; i < actual.size(); ++i) {
+                        CHECK(Test::FirstBitDifference(actual[i], expected[i]) == -1);
+                    }
+                }
+            }
+        }
+    });
+}
+
 TEST_CASE("Iir: a stream may be cut anywhere, and new taps keep the delay lines") {
     const auto taps = Taps(30, 8);
     const auto other = Taps(31, 8);
