@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+#include "dsp/vector/Elementary.h"
+
 namespace DSP {
 
 namespace {
@@ -14,19 +16,6 @@ struct Turn {
     double c = 1.0;
     double s = 0.0;
 };
-
-// Sine and cosine up to an eighth of a turn by their Taylor series, whose first term left out is below
-// 1e-19 there.
-Turn SmallTurn(double fAngle) {
-    const double square = fAngle * fAngle;
-    double c = 0.0;
-    double s = 0.0;
-    for (int n = 18; n > 0; n -= 2) {
-        c = (1.0 + c) * -square / (n * (n - 1.0));
-        s = (1.0 + s) * -square / (n * (n + 1.0));
-    }
-    return {1.0 + c, (1.0 + s) * fAngle};
-}
 
 // exp(-2 pi i k / n). Folded into the first eighth of the circle, so that factors which are equal, opposite
 // or mirrored in the maths are so to the bit.
@@ -41,7 +30,8 @@ Turn Factor(std::uint64_t k, std::uint64_t n) {
     const bool bSteep = 4 * u > n;
     if (bSteep) u = n - 2 * u;
     const double fUnits = static_cast<double>(bSteep ? 2 * n : n);
-    Turn turn = SmallTurn(kPi * static_cast<double>(u) / fUnits);
+    const double fAngle = kPi * static_cast<double>(u) / fUnits;
+    Turn turn{Cos(fAngle), Sin(fAngle)};
     if (bSteep) std::swap(turn.c, turn.s);
     return {bLeft ? -turn.c : turn.c, bLowerHalf ? turn.s : -turn.s};
 }

@@ -2,10 +2,10 @@
 
 #include <doctest/doctest.h>
 
-#include <string>
 #include <vector>
 
 #include "tests/support/CountingAllocator.h"
+#include "tests/vector/KernelCases.h"
 #include "tests/vector/Signals.h"
 
 namespace {
@@ -159,8 +159,7 @@ TEST_CASE("StereoFft: many products in one call are as many calls, at every leve
         aPointers.push_back(a[i].data());
         bPointers.push_back(b[i].data());
     }
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         std::vector<float> sum(t.fft.TilesLength());
         t.fft.MultiplyAddTiles(aPointers.data(), bPointers.data(), 0, sum.data());
         CHECK(sum == std::vector<float>(t.fft.TilesLength()));
@@ -178,8 +177,7 @@ TEST_CASE("StereoFft: every level gives the same bits in both forms, and nothing
         const auto right = Test::Noise<float>(22, t.fft.Length());
         std::vector<float> first;
         std::vector<float> all(2 * t.fft.SpectrumLength() + 2 * t.fft.TilesLength() + 4 * t.fft.Length());
-        Test::ForEachLevel([&](const std::string& strLevel) {
-            CAPTURE(strLevel);
+        Test::AtEveryLevel([&] {
             float* l = all.data();
             float* r = l + t.fft.SpectrumLength();
             float* z = r + t.fft.SpectrumLength();

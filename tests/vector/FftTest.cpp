@@ -3,12 +3,14 @@
 #include <doctest/doctest.h>
 #include <fftw3.h>
 
+#include <array>
 #include <complex>
-#include <string>
+#include <thread>
 #include <vector>
 
 #include "dsp/vector/ComplexMulAdd.h"
 #include "tests/support/CountingAllocator.h"
+#include "tests/vector/KernelCases.h"
 #include "tests/vector/Signals.h"
 
 namespace {
@@ -99,8 +101,7 @@ TEST_CASE("RealFft: every level, any alignment and one buffer for both sides giv
         const auto x = Test::Noise<float>(77, fft.Length());
         const auto spectrum = Forward(fft, x);
         const auto back = Inverse(fft, spectrum);
-        Test::ForEachLevel([&](const std::string& strLevel) {
-            CAPTURE(strLevel);
+        Test::AtEveryLevel([&] {
             constexpr float kGuard = 123.0f;
             std::vector<float> buffer(fft.SpectrumLength() + 3, kGuard);
             std::vector<float> work(fft.WorkLength() + 3, kGuard);
@@ -148,6 +149,31 @@ TEST_CASE("VectorFft: the state's functions are RealFft, refuse what is no order
     CHECK(DSP::VectorFftFree(nullptr) == DSP::kVectorNullPointer);
 }
 
+TEST_CASE("RealFft: objects made, used and dropped on several threads at once are those of one thread") {
+    std::vector<std::vector<float>> expected;
+    for (int nOrder = 1; nOrder <= 12; ++nOrder) {
+        const DSP::RealFft fft(nOrder);
+        expected.push_back(Forward(fft, Test::Noise<float>(5, fft.Length())));
+    }
+    const DSP::RealFft shared(10);
+    std::array<int, 4> wrong{};
+    std::vector<std::thread> threads;
+    for (int& nWrong : wrong) {
+        threads.emplace_back([&] {
+            for (int nRound = 0; nRound < 120; ++nRound) {
+                const int nOrder = 1 + nRound % 12;
+                const DSP::RealFft own(nOrder);
+                const DSP::RealFft& fft = nOrder == shared.Order() ? shared : own;
+                const auto spectrum = Forward(fft, Test::Noise<float>(5, fft.Length()));
+                if (spectrum != expected[static_cast<std::size_t>(nOrder - 1)]) ++nWrong;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    CHECK(wrong == std::array<int, 4>{});
+}
+
 TEST_CASE("VectorComplexMulAdd: every level and length gives the plain loop's bits, in place as well") {
     for (int nCount = 0; nCount <= 67; ++nCount) {
         CAPTURE(nCount);
@@ -165,8 +191,7 @@ TEST_CASE("VectorComplexMulAdd: every level and length gives the plain loop's bi
             expectedInPlace[i] += re;
             expectedInPlace[i + 1] += im;
         }
-        Test::ForEachLevel([&](const std::string& strLevel) {
-            CAPTURE(strLevel);
+        Test::AtEveryLevel([&] {
             auto sum = start;
             const auto expectedStatus = nCount < 1 ? DSP::kVectorBadLength : DSP::kVectorOk;
             CHECK(DSP::VectorComplexMulAdd(a.data(), b.data(), sum.data(), nCount) == expectedStatus);

@@ -5,11 +5,11 @@
 #include <cmath>
 #include <complex>
 #include <limits>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/support/CountingAllocator.h"
+#include "tests/vector/KernelCases.h"
 #include "tests/vector/Signals.h"
 
 namespace {
@@ -87,8 +87,7 @@ const std::vector<std::size_t> kLengths = {1,  2,  3,  4,  5,  6,  7,  8,  9,   
 
 TEST_CASE(
     "Iir: two channels in one pass, each channel alone and the plain loop give the same bits and delays") {
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         for (int nSections = 1; nSections <= 21; ++nSections) {
             CAPTURE(nSections);
             const auto uSections = static_cast<std::size_t>(nSections);
@@ -134,8 +133,7 @@ TEST_CASE(
 }
 
 TEST_CASE("Iir: 64-bit samples pass unrounded, mono and stereo, at every level") {
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         for (const int nSections : {1, 2, 3, 5, 8, 12, 16}) {
             CAPTURE(nSections);
             PlainCascade plainLeft{Taps(3, nSections)};
@@ -167,8 +165,7 @@ TEST_CASE("Iir: a series is its links one after another, each rounded and multip
         {{1}, false},    {{1}, true},        {{2, 2}, true},          {{1, 1, 1, 1, 1, 1, 1, 1}, false},
         {{3, 1}, false}, {{2, 5, 4}, true},  {{1, 2, 3, 4, 5}, true}, {{9, 9, 1}, false},
         {{}, false},     {{4, 4, 4}, false}, {{1, 1, 1, 1, 1}, true}, {{1, 1}, false}};
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         for (std::size_t iShape = 0; iShape < shapes.size(); ++iShape) {
             CAPTURE(iShape);
             for (const bool bStereo : {false, true}) {
@@ -221,8 +218,7 @@ TEST_CASE("Iir: rows side by side are as many series over the same source, one o
                                                                {{2}, {2, 2}, {5, 1}, {}, {1}},
                                                                {{}},
                                                                {}};
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         for (std::size_t iShape = 0; iShape < shapes.size(); ++iShape) {
             CAPTURE(iShape);
             const auto& shape = shapes[iShape];

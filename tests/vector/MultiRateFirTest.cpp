@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "tests/support/CountingAllocator.h"
+#include "tests/vector/KernelCases.h"
 #include "tests/vector/Signals.h"
 
 namespace {
@@ -47,8 +47,7 @@ const std::vector<Shape> kShapes = {{64, 5, 0, 1}, {64, 5, 0, 3}, {7, 3, 1, 2}, 
 }  // namespace
 
 TEST_CASE("MultiRateFir: the definition's bits at every level, for any cut of the stream, in place and not") {
-    Test::ForEachLevel([](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         for (std::size_t iShape = 0; iShape < kShapes.size(); ++iShape) {
             CAPTURE(iShape);
             const Shape& shape = kShapes[iShape];
@@ -88,8 +87,7 @@ TEST_CASE("MultiRateFir: phase by phase the same outputs, each phase in its own 
     const auto taps = Test::Noise<float>(3, 64);
     const auto input = Test::Noise<float>(4, 900);
     const auto expected = Plain({64, 5, 0, 1}, taps, input);
-    Test::ForEachLevel([&](const std::string& strLevel) {
-        CAPTURE(strLevel);
+    Test::AtEveryLevel([&] {
         DSP::MultiRateFir fir;
         fir.Configure(taps.data(), 64, 5);
         std::vector<float> output(expected.size());

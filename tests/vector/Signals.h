@@ -5,19 +5,17 @@
 #include <cstring>
 #include <vector>
 
-#include "dsp/vector/Dispatch.h"
+#include "tests/support/Signals.h"
 
 namespace Test {
 
-/// White noise in -1 .. 1 from a seed, the same on every platform.
+/// White noise in -1 .. 1 in either precision.
 template <class T>
 std::vector<T> Noise(std::uint32_t uSeed, std::size_t uLength) {
     std::vector<T> noise(uLength);
-    std::uint64_t uState = uSeed * 0x9E3779B97F4A7C15ull + 1;
-    for (T& value : noise) {
-        uState = uState * 6364136223846793005ull + 1442695040888963407ull;
-        value = static_cast<T>(static_cast<double>(uState >> 11) / 4503599627370496.0 - 1.0);
-    }
+    Random random(uSeed);
+    for (T& value : noise)
+        value = static_cast<T>(static_cast<double>(random.Next()) / 2147483648.0 - 1.0);
     return noise;
 }
 
@@ -43,16 +41,6 @@ double RelativeError(const A& actual, const B& expected) {
         power += e * e;
     }
     return std::sqrt(difference / power);
-}
-
-/// Runs a body at every processor level, and leaves the best one in force.
-template <class Body>
-void ForEachLevel(Body&& body) {
-    for (const DSP::ProcessorLevel& level : DSP::AvailableProcessorLevels()) {
-        DSP::UseProcessorLevel(level);
-        body(level.strName);
-    }
-    DSP::UseBestProcessorLevel();
 }
 
 }  // namespace Test
