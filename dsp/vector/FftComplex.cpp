@@ -56,6 +56,11 @@ HWY_INLINE Complex<D> Times(D d, const Complex<D>& a, float re, float im) {
     return Times<D>(a, {hn::Set(d, re), hn::Set(d, im)});
 }
 
+template <class D, class V>
+HWY_INLINE Complex<D> Scaled(const Complex<D>& a, const V& scale) {
+    return {hn::Mul(a.re, scale), hn::Mul(a.im, scale)};
+}
+
 constexpr float kHalfRoot = 0.70710678118654752440f;
 
 // a times (1 - i) / sqrt 2, an eighth of a turn, and a times (-1 - i) / sqrt 2, three eighths.
@@ -306,46 +311,47 @@ HWY_INLINE void FourColumns(D d, const float* rows, hn::Vec<D>* x) {
 }
 #endif
 
-template <std::size_t kColumn, class D>
+template <std::size_t kGroup, class D>
+HWY_INLINE Complex<D> LoadFactor(D d, const float* HWY_RESTRICT factor) {
+    return {hn::LoadU(d, factor), hn::LoadU(d, factor + kGroup)};
+}
+
+template <std::size_t kColumn, std::size_t kGroup, class D>
 HWY_INLINE void FourColumnsTurned(D d, const float* rows, const float* HWY_RESTRICT factors,
-                                  std::size_t uGroup, Complex<D>* HWY_RESTRICT x) {
+                                  Complex<D>* HWY_RESTRICT x) {
     hn::Vec<D> re[4];
     hn::Vec<D> im[4];
     FourColumns(d, rows + kColumn, re);
     FourColumns(d, rows + kRow + kColumn, im);
-    const auto turned = [&](std::size_t c) HWY_ATTR {
-        // The factors of column 0 are 1 and have no place in the table.
-        const float* factor = factors + 2 * uGroup * (kColumn + c - 1);
-        return Times<D>({re[c], im[c]}, {hn::LoadU(d, factor), hn::LoadU(d, factor + uGroup)});
-    };
+    // The factors of column 0 are 1 and have no place in the table.
+    const float* factor = factors + 2 * kGroup * (kColumn == 0 ? 0 : kColumn - 1);
     if constexpr (kColumn == 0) {
         x[0] = {re[0], im[0]};
     } else {
-        x[0] = turned(0);
+        x[0] = Times<D>({re[0], im[0]}, LoadFactor<kGroup>(d, factor));
+        factor += 2 * kGroup;
     }
-    x[1] = turned(1);
-    x[2] = turned(2);
-    x[3] = turned(3);
+    x[1] = Times<D>({re[1], im[1]}, LoadFactor<kGroup>(d, factor));
+    x[2] = Times<D>({re[2], im[2]}, LoadFactor<kGroup>(d, factor + 2 * kGroup));
+    x[3] = Times<D>({re[3], im[3]}, LoadFactor<kGroup>(d, factor + 4 * kGroup));
 }
 
 // Four neighbouring frequencies of the rows, uStep points apart, in the order in which Sixteen leaves them.
 // Rows of eight frequencies change the target's row at every second one; otherwise places are as far apart as
 // points.
 template <std::size_t kLanes, class D, class Target>
-HWY_INLINE void StoreFour(D d, const Complex<D>* HWY_RESTRICT x, const Target& target, float fScale,
+HWY_INLINE void StoreFour(D d, const Complex<D>* HWY_RESTRICT x, const Target target, float fScale,
                           std::size_t uPoint, std::size_t uStep) {
     const auto scale = hn::Set(d, fScale);
-    const std::size_t uFirst = target.Place(uPoint);
-    const std::size_t uPlaceStep = target.Place(uStep);
-    const auto store = [&](std::size_t k) HWY_ATTR {
-        const std::size_t uPlace = kLanes == 8 ? target.Place(uPoint + k * uStep) : uFirst + k * uPlaceStep;
-        const Complex<D>& value = x[4 * k];
-        target.Store(d, Complex<D>{hn::Mul(value.re, scale), hn::Mul(value.im, scale)}, uPlace);
-    };
-    store(0);
-    store(1);
-    store(2);
-    store(3);
+    std::size_t place[4];
+    for (std::size_t k = 0; k < 4; ++k) {
+        place[k] =
+            kLanes == 8 ? target.Place(uPoint + k * uStep) : target.Place(uPoint) + k * target.Place(uStep);
+    }
+    target.Store(d, Scaled<D>(x[0], scale), place[0]);
+    target.Store(d, Scaled<D>(x[4], scale), place[1]);
+    target.Store(d, Scaled<D>(x[8], scale), place[2]);
+    target.Store(d, Scaled<D>(x[12], scale), place[3]);
 }
 
 // The turn and the sixteen points along each row, for one group of neighbouring frequencies of the columns:
@@ -361,10 +367,10 @@ HWY_NOINLINE void RunRows(const FftTables& tables, std::size_t uFirst, const flo
     for (std::size_t i = 0; i < kGroup; i += hn::Lanes(d)) {
         const float* rows = group + i * kWorkRow;
         Complex<D> x[kRow];
-        FourColumnsTurned<0>(d, rows, factors + i, kGroup, x);
-        FourColumnsTurned<4>(d, rows, factors + i, kGroup, x + 4);
-        FourColumnsTurned<8>(d, rows, factors + i, kGroup, x + 8);
-        FourColumnsTurned<12>(d, rows, factors + i, kGroup, x + 12);
+        FourColumnsTurned<0, kGroup>(d, rows, factors + i, x);
+        FourColumnsTurned<4, kGroup>(d, rows, factors + i, x + 4);
+        FourColumnsTurned<8, kGroup>(d, rows, factors + i, x + 8);
+        FourColumnsTurned<12, kGroup>(d, rows, factors + i, x + 12);
         Sixteen(d, x);
         const std::size_t uPoint = uFirst + i;
         StoreFour<kLanes>(d, x, target, fScale, uPoint, uRows);
