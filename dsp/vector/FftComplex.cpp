@@ -113,30 +113,34 @@ HWY_INLINE void Eight(D d, Complex<D>* HWY_RESTRICT x) {
     x[7] = b3;
 }
 
-// Sixteen points in place; x[i] becomes frequency i / 4 + 4 (i % 4).
-template <class D>
-HWY_INLINE void Sixteen(D d, Complex<D>* HWY_RESTRICT x) {
+// The first half of sixteen points: those at a distance of four meet, and are turned by exp(-2 pi i kFirst s
+// / 16).
+template <std::size_t kFirst, class D>
+HWY_INLINE void DistantFour(D d, Complex<D>* HWY_RESTRICT x) {
     constexpr float kCos = 0.92387953251128675613f;
     constexpr float kSin = 0.38268343236508977173f;
-    Four<D>(x[0], x[4], x[8], x[12]);
-    Four<D>(x[1], x[5], x[9], x[13]);
-    Four<D>(x[2], x[6], x[10], x[14]);
-    Four<D>(x[3], x[7], x[11], x[15]);
-
-    x[5] = Times(d, x[5], kCos, -kSin);
-    x[6] = EighthTurn(d, x[6]);
-    x[7] = Times(d, x[7], kSin, -kCos);
-    x[9] = EighthTurn(d, x[9]);
-    x[10] = {x[10].im, hn::Neg(x[10].re)};
-    x[11] = ThreeEighthsTurn(d, x[11]);
-    x[13] = Times(d, x[13], kSin, -kCos);
-    x[14] = ThreeEighthsTurn(d, x[14]);
-    x[15] = Times(d, x[15], -kCos, kSin);
-
-    Four<D>(x[0], x[1], x[2], x[3]);
-    Four<D>(x[4], x[5], x[6], x[7]);
-    Four<D>(x[8], x[9], x[10], x[11]);
-    Four<D>(x[12], x[13], x[14], x[15]);
+    Complex<D> a = x[kFirst];
+    Complex<D> b = x[kFirst + 4];
+    Complex<D> c = x[kFirst + 8];
+    Complex<D> e = x[kFirst + 12];
+    Four<D>(a, b, c, e);
+    if constexpr (kFirst == 1) {
+        b = Times(d, b, kCos, -kSin);
+        c = EighthTurn(d, c);
+        e = Times(d, e, kSin, -kCos);
+    } else if constexpr (kFirst == 2) {
+        b = EighthTurn(d, b);
+        c = {c.im, hn::Neg(c.re)};
+        e = ThreeEighthsTurn(d, e);
+    } else if constexpr (kFirst == 3) {
+        b = Times(d, b, kSin, -kCos);
+        c = ThreeEighthsTurn(d, c);
+        e = Times(d, e, -kCos, kSin);
+    }
+    x[kFirst] = a;
+    x[kFirst + 4] = b;
+    x[kFirst + 8] = c;
+    x[kFirst + 12] = e;
 }
 
 // The forms in which a row is read and written.
@@ -328,30 +332,35 @@ HWY_INLINE void FourColumnsTurned(D d, const float* rows, const float* HWY_RESTR
     if constexpr (kColumn == 0) {
         x[0] = {re[0], im[0]};
     } else {
-        x[0] = Times<D>({re[0], im[0]}, LoadFactor<kGroup>(d, factor));
+        x[kColumn] = Times<D>({re[0], im[0]}, LoadFactor<kGroup>(d, factor));
         factor += 2 * kGroup;
     }
-    x[1] = Times<D>({re[1], im[1]}, LoadFactor<kGroup>(d, factor));
-    x[2] = Times<D>({re[2], im[2]}, LoadFactor<kGroup>(d, factor + 2 * kGroup));
-    x[3] = Times<D>({re[3], im[3]}, LoadFactor<kGroup>(d, factor + 4 * kGroup));
+    x[kColumn + 1] = Times<D>({re[1], im[1]}, LoadFactor<kGroup>(d, factor));
+    x[kColumn + 2] = Times<D>({re[2], im[2]}, LoadFactor<kGroup>(d, factor + 2 * kGroup));
+    x[kColumn + 3] = Times<D>({re[3], im[3]}, LoadFactor<kGroup>(d, factor + 4 * kGroup));
 }
 
-// Four neighbouring frequencies of the rows, uStep points apart, in the order in which Sixteen leaves them.
-// Rows of eight frequencies change the target's row at every second one; otherwise places are as far apart as
-// points.
-template <std::size_t kLanes, class D, class Target>
-HWY_INLINE void StoreFour(D d, const Complex<D>* HWY_RESTRICT x, const Target target, float fScale,
+// The second half of sixteen points: four neighbours meet and give the frequencies kFirst, kFirst + 4, ... of
+// the rows, which are uStep points apart. Rows of eight frequencies change the target's row at every
+// second one; otherwise places are as far apart as points.
+template <std::size_t kFirst, std::size_t kLanes, class D, class Target>
+HWY_INLINE void CloseFour(D d, const Complex<D>* HWY_RESTRICT x, const Target target, float fScale,
                           std::size_t uPoint, std::size_t uStep) {
-    const auto scale = hn::Set(d, fScale);
     std::size_t place[4];
     for (std::size_t k = 0; k < 4; ++k) {
-        place[k] =
-            kLanes == 8 ? target.Place(uPoint + k * uStep) : target.Place(uPoint) + k * target.Place(uStep);
+        place[k] = kLanes == 8 ? target.Place(uPoint + (kFirst + 4 * k) * uStep)
+                               : target.Place(uPoint + kFirst * uStep) + k * target.Place(4 * uStep);
     }
-    target.Store(d, Scaled<D>(x[0], scale), place[0]);
-    target.Store(d, Scaled<D>(x[4], scale), place[1]);
-    target.Store(d, Scaled<D>(x[8], scale), place[2]);
-    target.Store(d, Scaled<D>(x[12], scale), place[3]);
+    Complex<D> a = x[4 * kFirst];
+    Complex<D> b = x[4 * kFirst + 1];
+    Complex<D> c = x[4 * kFirst + 2];
+    Complex<D> e = x[4 * kFirst + 3];
+    Four<D>(a, b, c, e);
+    const auto scale = hn::Set(d, fScale);
+    target.Store(d, Scaled<D>(a, scale), place[0]);
+    target.Store(d, Scaled<D>(b, scale), place[1]);
+    target.Store(d, Scaled<D>(c, scale), place[2]);
+    target.Store(d, Scaled<D>(e, scale), place[3]);
 }
 
 // The turn and the sixteen points along each row, for one group of neighbouring frequencies of the columns:
@@ -368,15 +377,18 @@ HWY_NOINLINE void RunRows(const FftTables& tables, std::size_t uFirst, const flo
         const float* rows = group + i * kWorkRow;
         Complex<D> x[kRow];
         FourColumnsTurned<0, kGroup>(d, rows, factors + i, x);
-        FourColumnsTurned<4, kGroup>(d, rows, factors + i, x + 4);
-        FourColumnsTurned<8, kGroup>(d, rows, factors + i, x + 8);
-        FourColumnsTurned<12, kGroup>(d, rows, factors + i, x + 12);
-        Sixteen(d, x);
+        FourColumnsTurned<4, kGroup>(d, rows, factors + i, x);
+        FourColumnsTurned<8, kGroup>(d, rows, factors + i, x);
+        FourColumnsTurned<12, kGroup>(d, rows, factors + i, x);
+        DistantFour<0>(d, x);
+        DistantFour<1>(d, x);
+        DistantFour<2>(d, x);
+        DistantFour<3>(d, x);
         const std::size_t uPoint = uFirst + i;
-        StoreFour<kLanes>(d, x, target, fScale, uPoint, uRows);
-        StoreFour<kLanes>(d, x + 1, target, fScale, uPoint + 4 * uRows, uRows);
-        StoreFour<kLanes>(d, x + 2, target, fScale, uPoint + 8 * uRows, uRows);
-        StoreFour<kLanes>(d, x + 3, target, fScale, uPoint + 12 * uRows, uRows);
+        CloseFour<0, kLanes>(d, x, target, fScale, uPoint, uRows);
+        CloseFour<1, kLanes>(d, x, target, fScale, uPoint, uRows);
+        CloseFour<2, kLanes>(d, x, target, fScale, uPoint, uRows);
+        CloseFour<3, kLanes>(d, x, target, fScale, uPoint, uRows);
     }
 }
 

@@ -8,7 +8,7 @@
 namespace DSP {
 
 /// The real FFTs of two channels as one complex FFT of N = 2^order points: left is its real input, right its
-/// imaginary input. About half the work of two real transforms.
+/// imaginary input. In tiles nothing has to be separated, which saves about a quarter of two real transforms.
 ///
 /// Two forms of spectrum:
 /// - Natural: one spectrum a channel, N + 2 floats each, laid out as RealFft lays it out.
