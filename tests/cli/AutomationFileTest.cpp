@@ -1,0 +1,126 @@
+#include "apps/vesca/AutomationFile.h"
+
+#include <doctest/doctest.h>
+
+#include "apps/vesca/CommandError.h"
+#include "tests/support/TestPlugin.h"
+
+namespace {
+
+struct Reader {
+    Test::TestPlugin plugin;
+    App::ParameterIndex parameters{plugin.Components()};
+    std::vector<std::string> warnings;
+
+    auto Parse(const std::string& strJson) {
+        return App::ParseAutomation(strJson, "curve.json", parameters, warnings);
+    }
+    /// One segment of "Gain: Input Left" with some members replaced.
+    auto ParseSegment(const std::string& strSegment) {
+        return Parse(R"([{"parameter": "Gain: Input Left", "segments": [)" + strSegment + "]}]");
+    }
+    std::string FileError(const std::string& strJson) {
+        try {
+            Parse(strJson);
+        } catch (const App::FileFailure& failure) {
+            return failure.Message();
+        }
+        return "none";
+    }
+    std::string SegmentError(const std::string& strSegment) {
+        return FileError(R"([{"parameter": "Gain: Input Left", "segments": [)" + strSegment + "]}]");
+    }
+};
+
+bool Contains(const std::string& strText, const std::string& strPiece) {
+    return strText.find(strPiece) != std::string::npos;
+}
+
+}  // namespace
+
+TEST_CASE("Automation file: times become ticks rounded half away from zero, and curves their codes") {
+    Reader reader;
+    const auto tracks = reader.Parse(R"([
+        {"parameter": "Gain: Input Left", "segments": [
+            {"start": 0.00000025, "end": 1.5, "from": -20, "to": 0.5, "curve": "linear"},
+            {"start": -0.00000025, "end": 2, "from": 1, "to": 2, "curve": "jump"},
+            {"start": 3, "end": 3, "from": 1, "to": 2, "curve": "square"},
+            {"start": 4, "end": 1e9, "from": 1, "to": 2, "curve": "inverse-square"}]},
+        {"parameter": "Global: Bypass", "segments": [
+            {"start": 0, "end": 1, "from": "on", "to": false, "curve": "jump"}]}])");
+    REQUIRE(tracks.size() == 2);
+    const auto& gain = tracks[0].segments;
+    REQUIRE(gain.size() == 4);
+    CHECK(gain[0].nStart == 3);
+    CHECK(gain[0].nEnd == 15'000'000);
+    CHECK(gain[0].fStart == -20.0f);
+    CHECK(gain[0].fEnd == 0.5f);
+    CHECK(gain[0].curve == EnvelopeCurve::Linear);
+    CHECK(gain[1].nStart == -3);
+    CHECK(gain[1].curve == EnvelopeCurve::Jump);
+    CHECK(gain[2].curve == EnvelopeCurve::Square);
+    CHECK(gain[3].curve == EnvelopeCurve::InverseSquare);
+    CHECK(gain[3].nEnd == 10'000'000'000'000'000);
+    CHECK(tracks[1].parameter.Name() == "Global: Bypass");
+    CHECK(tracks[1].segments[0].fStart == 1.0f);
+    CHECK(tracks[1].segments[0].fEnd == 0.0f);
+    CHECK(reader.warnings.empty());
+
+    App::InstallAutomation(tracks);
+    auto& envelopes = reader.plugin.Find("Gain").Envelopes();
+    CHECK(envelopes.SegmentCount(ParameterGroup::Float, 1) == 4);
+    CHECK(reader.plugin.Find("Gain").HasAutomation());
+}
+
+TEST_CASE("Automation file: a value out of range is kept for the engine to clamp, with a warning") {
+    Reader reader;
+    const auto tracks =
+        reader.ParseSegment(R"({"start": 0, "end": 1, "from": -6, "to": 20, "curve": "linear"})");
+    CHECK(tracks[0].segments[0].fEnd == 20.0f);
+    REQUIRE(reader.warnings.size() == 1);
+    CHECK(Contains(reader.warnings[0], "\"to\": 20 is out of range (-144 to 10 dB)"));
+}
+
+TEST_CASE("Automation file: an unknown parameter, or one that can't be automated, is a usage error") {
+    Reader reader;
+    CHECK_THROWS_AS(reader.Parse(R"([{"parameter": "Gain: Imput Left", "segments": []}])"), App::UsageError);
+    CHECK_THROWS_AS(reader.Parse(R"([{"parameter": "Bypass Gain", "segments": []}])"), App::UsageError);
+}
+
+TEST_CASE("Automation file: whatever else is wrong names the file and the place") {
+    Reader reader;
+    for (const std::string strJson : {"", "[", "[1", "\xff", "[{\"parameter\": \"Gain\xc3\"}]", "nope"}) {
+        CAPTURE(strJson);
+        CHECK(Contains(reader.FileError(strJson), "curve.json: not JSON"));
+    }
+    CHECK(Contains(reader.FileError("{}"), "list"));
+    CHECK(Contains(reader.FileError("[1]"), "entry 1: expected an object"));
+    CHECK(Contains(reader.FileError(R"([{"parameter": "Gain: Input Left"}])"), "\"segments\" is missing"));
+    CHECK(Contains(reader.FileError(R"([{"parameter": 1, "segments": []}])"), "\"parameter\" is no name"));
+    CHECK(Contains(reader.FileError(R"([{"parameter": "Gain: Input Left", "segments": {}}])"), "no list"));
+
+    const struct {
+        std::string strSegment;
+        std::string strComplaint;
+    } cases[] = {
+        {R"({"start": 0, "end": 1, "from": 0, "to": 1})", "\"curve\" is missing"},
+        {R"({"start": 0, "end": 1, "from": 0, "to": 1, "curve": "jump", "stop": 1})", "\"stop\" is unknown"},
+        {R"({"start": 0, "end": 1, "from": 0, "to": 1, "curve": "cubic"})", "\"cubic\" is no curve"},
+        {R"({"start": 0, "end": 1, "from": 0, "to": 1, "curve": 2})", "2 is no curve"},
+        {R"({"start": 2, "end": 1, "from": 0, "to": 1, "curve": "jump"})", "\"end\" is before \"start\""},
+        {R"({"start": "0", "end": 1, "from": 0, "to": 1, "curve": "jump"})", "no number of seconds"},
+        {R"({"start": 0, "end": 1.1e9, "from": 0, "to": 1, "curve": "jump"})", "beyond 1e9"},
+        {R"({"start": 0, "end": 1, "from": "loud", "to": 1, "curve": "jump"})", "\"loud\" is no value"},
+        {R"({"start": 0, "end": 1, "from": true, "to": 1, "curve": "jump"})", "true is no value"},
+        {R"({"start": 0, "end": 1, "from": 1e60, "to": 1, "curve": "jump"})", "is no value"},
+        {R"({"start": 0, "end": 1, "from": null, "to": 1, "curve": "jump"})", "null is no value"},
+        {R"([])", "expected an object"},
+    };
+    for (const auto& wrong : cases) {
+        CAPTURE(wrong.strSegment);
+        const std::string strError = reader.SegmentError(wrong.strSegment);
+        CAPTURE(strError);
+        CHECK(Contains(strError, "curve.json: \"Gain: Input Left\", segment 1: "));
+        CHECK(Contains(strError, wrong.strComplaint));
+    }
+}
