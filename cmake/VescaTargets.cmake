@@ -11,11 +11,17 @@ endfunction()
 # vesca_test(NAME SOURCES file... [LINKS target...] [LABELS label...])
 #
 # One executable, one ctest entry a source file. A file whose filter finds no test case is a failure:
-# a check that is not run does not exist.
+# a check that is not run does not exist. The target thread_tests builds all that have the label threads.
 function(vesca_test NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;LABELS" ${ARGN})
   add_executable(${NAME} ${ARG_SOURCES})
   target_link_libraries(${NAME} PRIVATE test_support ${ARG_LINKS})
+  if("threads" IN_LIST ARG_LABELS)
+    if(NOT TARGET thread_tests)
+      add_custom_target(thread_tests)
+    endif()
+    add_dependencies(thread_tests ${NAME})
+  endif()
   foreach(SOURCE IN LISTS ARG_SOURCES)
     get_filename_component(STEM ${SOURCE} NAME_WE)
     add_test(NAME ${NAME}.${STEM} COMMAND ${NAME} "--source-file=*${SOURCE}")
