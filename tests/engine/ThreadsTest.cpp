@@ -49,10 +49,11 @@ TEST_CASE(
     auto& fake = static_cast<FakeModule&>(plugin.Find("Fake"));
     plugin.Set("Global: Delay Compensation", 1);
     plugin.BeginStreaming(44100);
-    // Without what would keep the chain from running at all.
+    // Without what would keep the chain, or the module in its first place, from running at all.
     auto parameters = AllParameters(plugin.Components());
     plugin.Set("Global: Preset Change Mode", 0);
-    for (const char* name : {"Global: Bypass", "Global: Preset Change Mode", "Fake: On"}) {
+    for (const char* name :
+         {"Global: Bypass", "Global: Preset Change Mode", "Global: Filter Graph Item 0", "Fake: On"}) {
         std::erase(parameters, plugin.Parameter(name));
     }
     std::vector<std::uint8_t> state;
