@@ -2,20 +2,20 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 
 #include "dsp/vector/Elementary.h"
 
 namespace DSP {
 
 LevelHistogram::LevelHistogram() : m_history(kHistory, kUnused) {
-    for (std::size_t k = 0; k < m_thresholds.size(); ++k) {
-        m_thresholds[k] = static_cast<float>(Pow(10.0, -static_cast<double>(k) / 20.0));
-    }
-    m_uFirstKey = Key(m_thresholds.back());
-    for (std::uint32_t i = 0; i < kCells; ++i) {
-        const auto fLowest = std::bit_cast<float>((m_uFirstKey + i) << kKeyShift);
+    for (std::size_t k = 1; k < m_tops.size(); ++k)
+        m_tops[k] = static_cast<float>(Pow(10.0, -static_cast<double>(k) / 20.0));
+    m_tops[0] = std::numeric_limits<float>::infinity();
+    for (std::uint32_t i = 0; i < m_cells.size(); ++i) {
+        const auto fLowest = std::bit_cast<float>((kFirstKey + i) << kKeyShift);
         std::uint8_t uBin = kBins - 1;
-        while (uBin > 0 && fLowest > m_thresholds[uBin])
+        while (fLowest > m_tops[uBin])
             --uBin;
         m_cells[i] = uBin;
     }

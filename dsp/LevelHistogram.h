@@ -33,21 +33,27 @@ public:
     void Add(const float* levels, int nLevels) noexcept;
     void Reset() noexcept;
 
-    // Inline, like what it calls: it runs once a level.
     std::uint32_t BinOf(float fLevel) const noexcept {
-        // The comparison's order takes NaNs to the last bin.
-        float x = fLevel > m_thresholds.back() ? fLevel : m_thresholds.back();
-        x = x < 1.0f ? x : 1.0f;
-        const std::uint32_t uBin = m_cells[Key(x) - m_uFirstKey];
-        return x > m_thresholds[uBin] ? uBin - 1 : uBin;
+        // The comparison's order takes NaNs to the last bin. No jumps: noise would make them unpredictable.
+        const float x = fLevel > kLowestThreshold ? fLevel : kLowestThreshold;
+        const std::uint32_t uKey = Key(x) < kLastKey ? Key(x) : kLastKey;
+        const std::uint32_t uBin = m_cells[uKey - kFirstKey];
+        return uBin - static_cast<std::uint32_t>(x > m_tops[uBin]);
     }
     CountTable Counts() const noexcept;
 
 private:
+    // The lowest bin's threshold, 10^(-127/20).
+    static constexpr float kLowestThreshold = 4.4668359e-7f;
+
     // A cell of the search table is a sixteenth of an octave's span, narrower than 1 dB: it meets at most one
     // threshold. Its key is the level's exponent and its first four bits.
+    static constexpr std::uint32_t Key(float fLevel) noexcept {
+        return std::bit_cast<std::uint32_t>(fLevel) >> kKeyShift;
+    }
     static constexpr unsigned kKeyShift = 19;
-    static constexpr std::size_t kCells = 340;
+    static constexpr std::uint32_t kFirstKey = std::bit_cast<std::uint32_t>(kLowestThreshold) >> kKeyShift;
+    static constexpr std::uint32_t kLastKey = std::bit_cast<std::uint32_t>(1.0f) >> kKeyShift;
 
     // A slot of the history that has not been used yet; its count is never shown.
     static constexpr std::uint8_t kUnused = kBins;
@@ -56,16 +62,12 @@ private:
     // no addition wait for the one before.
     static constexpr std::size_t kWays = 4;
 
-    static std::uint32_t Key(float fLevel) noexcept {
-        return std::bit_cast<std::uint32_t>(fLevel) >> kKeyShift;
-    }
     void AddRun(const float* levels, std::size_t uLevels) noexcept;
     void Count(std::size_t uWay, float fLevel, std::uint8_t& uSlot) noexcept;
 
     // Set-up: written at construction only.
-    std::array<float, kBins> m_thresholds;
-    std::array<std::uint8_t, kCells> m_cells;  ///< the bin of each cell's lowest level
-    std::uint32_t m_uFirstKey;
+    std::array<float, kBins> m_tops;  ///< the highest level of each bin; of the first one infinity
+    std::array<std::uint8_t, kLastKey - kFirstKey + 1> m_cells;  ///< the bin of each cell's lowest level
 
     // State: Reset clears every member of this group.
     std::array<std::array<Util::Relaxed<std::uint32_t>, kBins + 1>, kWays> m_counts;
