@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "dsp/DynamicsBand.h"
+#include "dsp/vector/Dispatch.h"
 #include "tests/support/DynamicsModel.h"
 #include "tests/support/Signals.h"
 
@@ -92,6 +93,16 @@ void DynamicsIdle(benchmark::State& state) {
     Bands(state, {true, true, true, 0.998f, 1.0f}, false);
 }
 
+/// One level of the processor after the other, the best first; block 512.
+void DynamicsBusyAtLevel(benchmark::State& state) {
+    const auto levels = DSP::AvailableProcessorLevels();
+    const auto& level = levels[static_cast<std::size_t>(state.range(1)) % levels.size()];
+    state.SetLabel(level.strName);
+    DSP::UseProcessorLevel(level);
+    DynamicsBusy(state);
+    DSP::UseBestProcessorLevel();
+}
+
 /// The plain loop, without a histogram.
 void DynamicsPlain(benchmark::State& state) {
     std::vector<Test::DynamicsModel> bands(kBands, Test::DynamicsModel(kRate, 0, kComp, kLimit, kGate));
@@ -106,6 +117,7 @@ BENCHMARK(DynamicsBusy)->Arg(1)->Arg(64)->Arg(512)->Arg(4096);
 BENCHMARK(DynamicsBusyPeak)->Arg(512);
 BENCHMARK(DynamicsBusyNoHistogram)->Arg(512);
 BENCHMARK(DynamicsIdle)->Arg(64)->Arg(512)->Arg(4096);
+BENCHMARK(DynamicsBusyAtLevel)->Args({512, 0})->Args({512, 1})->Args({512, 2})->Args({512, 3});
 BENCHMARK(DynamicsPlain)->Arg(512);
 
 }  // namespace
