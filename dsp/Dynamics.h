@@ -11,15 +11,14 @@ namespace DSP {
 /// The multiband dynamics: one DynamicsBand a band of the crossover. The chain sets the band as the stage
 /// before each call and passes that band's audio; a stage beyond the last band leaves the audio alone.
 ///
-/// Active:    when neither bypassed nor muted by another module's solo. Otherwise audio passes unchanged and
-///            without delay, also where automation has the module run.
+/// Active:    when neither bypassed nor muted by another module's solo. Otherwise audio passes unchanged
+///            and without delay, also where automation has the module run.
 /// Latency:   round(rate / 1000) - 1 frames: the look-ahead.
 /// Setters:   clamp. Those of a band recompute what depends on the value, a few exponentials, under the
 ///            component's lock, on whichever thread; the others store one value.
 /// Real time: SetSampleRate allocates, nothing else.
-/// Recovery:  no state can be poisoned by a NaN, an infinity or a huge sample: see DynamicsBand. They leave
-/// the
-///            look-ahead after 1 ms.
+/// Recovery:  no state can be poisoned by a NaN, an infinity or a huge sample: see DynamicsBand. They
+///            leave the look-ahead after 1 ms.
 class Dynamics final : public ComponentImpl<Dynamics> {
 public:
     static constexpr std::uint32_t kBands = 4;

@@ -42,28 +42,27 @@ struct DynamicsMode {
 /// gain, the gate has another, and each gain moves with its own attack and release. Both channels get the
 /// same gain.
 ///
-/// Level:     x is the peak detector's state, the larger magnitude of both channels, which falls by the peak
-///            decay while it is not exceeded; or the root of the mean square of one channel, or of both
-///            averaged. At least -100 dB.
-/// Laws:      comp (x / T)^(1 / ratio - 1) from its threshold T up; limiter likewise, times the comp's gain
-/// at the
-///            limiter's threshold, which joins the two curves; gate (x / T)^(ratio - 1) below its threshold,
-///            so a ratio below 1 lifts what is soft. A ratio of 1 is an idle stage.
-/// Times:     the one-pole coefficient of OnePole.h. The gain falls with the attack of the law that acts, and
-///            rises with the comp's release, always towards 1 and not towards the target. The limiter's
-///            release is stored and not used. The gate closes with its release time and opens with its attack
-///            time. Smoothing and mean square take a half and an eighth of the shorter of attack and release.
+/// Level:     x is the peak detector's state, the larger magnitude of both channels, which falls by the
+///            peak decay while it is not exceeded; or the root of the mean square of one channel, or of
+///            both averaged. At least -100 dB.
+/// Laws:      comp (x / T)^(1 / ratio - 1) from its threshold T up; limiter likewise, times the comp's
+///            gain at the limiter's threshold, which joins the two curves; gate (x / T)^(ratio - 1) below
+///            its threshold, so a ratio below 1 lifts what is soft. A ratio of 1 is an idle stage.
+/// Times:     the one-pole coefficient of OnePole.h. The gain falls with the attack of the law that acts,
+///            and rises with the comp's release, always towards 1 and not towards the target. The
+///            limiter's release is stored and not used. The gate closes with its release time and opens
+///            with its attack time. Smoothing and mean square take a half and an eighth of the shorter of
+///            attack and release.
 /// Delay:     the audio is late against the gain by 1 ms: round(rate / 1000) - 1 samples.
 /// Output:    delayed audio times the gains, plus 1e-10 (right: 2e-10) whose sign turns over every 128
-/// samples,
-///            which keeps the filters behind out of the subnormal numbers.
+///            samples, which keeps the filters behind out of the subnormal numbers.
 /// Edges:     a NaN, an infinity or a sample beyond +120 dB passes the delay as it is and leaves; the
-/// detector takes
-///            it for silence, so that no state can be poisoned.
-/// Threads:   Set, SetSampleRate, Reset and Process under the owning component's lock. Get and what displays
-///            read, on any thread.
+///            detector takes it for silence, so that no state can be poisoned.
+/// Threads:   Set, SetSampleRate, Reset and Process under the owning component's lock. Get and what
+///            displays read, on any thread.
 /// Real time: SetSampleRate allocates. Nothing else does, and no Set costs more than a few exponentials.
-/// Blocks:    any length, in place; the output does not depend on how a stream is cut. A null right is mono.
+/// Blocks:    any length, in place; the output does not depend on how a stream is cut. A null right is
+///            mono.
 class DynamicsBand {
 public:
     static constexpr std::uint32_t kFields = 13;

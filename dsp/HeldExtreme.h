@@ -8,8 +8,7 @@ namespace DSP {
 /// The greatest or the least of the values since a display last took it.
 ///
 /// Threads: one thread includes values, any thread reads, takes or clears. All of it is lock-free, and a
-/// value
-///          that is taken while another is included counts exactly once, before or after.
+///          value that is taken while another is included counts exactly once, before or after.
 /// Values:  a NaN is never included.
 template <class Better>
 class HeldExtreme {

@@ -14,12 +14,11 @@ namespace DSP {
 /// kept up to date level by level, so that a display never has to count.
 ///
 /// Bins:      bin k holds the levels x with T(k + 1) < x <= T(k), where T(k) = 10^(-k/20) in single
-/// precision. Bin
-///            0 also holds everything above 0 dB, and bin 127 everything below -127 dB, zeros, negative
-///            numbers and NaNs.
+///            precision. Bin 0 also holds everything above 0 dB, and bin 127 everything below -127 dB,
+///            zeros, negative numbers and NaNs.
 /// Units:     levels are linear magnitudes, full scale 1.
-/// Threads:   Add and Reset under the owning component's lock. Counts on any thread: each bin on its own is
-///            whole, the bins together may be a few levels apart.
+/// Threads:   Add and Reset under the owning component's lock. Counts on any thread: each bin on its own
+///            is whole, the bins together may be a few levels apart.
 /// Real time: only the constructor allocates.
 /// Blocks:    the counts do not depend on how a stream of levels is cut.
 class LevelHistogram {
