@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "PluginBase/Plugin.h"
+#include "dsp/Dynamics.h"
 #include "dsp/Gain.h"
 #include "dsp/vector/Elementwise.h"
 
@@ -31,6 +32,7 @@ void RunStage(Component* module, std::uint32_t uStage, const StageContext& conte
 ModuleSet BuildModules(PluginContext& plugin) {
     ModuleSet modules;
     modules.gain = modules.Add<DSP::Gain>(plugin);
+    modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
     return modules;
 }
 

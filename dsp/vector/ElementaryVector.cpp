@@ -340,6 +340,14 @@ struct LogDoubleFunction {
 
 // float in, float out, double in between: the operations of the scalar form, in the same order. A float
 // is never subnormal as a double.
+template <class D>
+HWY_INLINE hn::Vec<D> ShortPow(D d, hn::Vec<D> x, hn::Vec<D> exponent) {
+    const auto one = hn::Set(d, 1.0);
+    const auto y = ShortExp(d, hn::Mul(exponent, ShortLog(d, x)));
+    // 1 to any power is 1, an infinite one and a NaN too.
+    return hn::IfThenElse(hn::Eq(x, one), one, y);
+}
+
 struct PowOp {
     const float* source;
     double fExponent;
@@ -348,10 +356,23 @@ struct PowOp {
     HWY_INLINE void operator()(D d, std::size_t i) const {
         const hn::Rebind<float, D> dFloat;
         const auto x = hn::PromoteTo(d, hn::LoadU(dFloat, source + i));
-        const auto one = hn::Set(d, 1.0);
-        auto y = ShortExp(d, hn::Mul(hn::Set(d, fExponent), ShortLog(d, x)));
-        // 1 to any power is 1, an infinite one and a NaN too.
-        y = hn::IfThenElse(hn::Eq(x, one), one, y);
+        const auto y = ShortPow(d, x, hn::Set(d, fExponent));
+        hn::StoreU(NarrowTo(dFloat, y), dFloat, destination + i);
+    }
+};
+
+struct PowEachOp {
+    const float* source;
+    const float* exponents;
+    float* destination;
+    template <class D>
+    HWY_INLINE void operator()(D d, std::size_t i) const {
+        const hn::Rebind<float, D> dFloat;
+        const auto x = hn::PromoteTo(d, hn::LoadU(dFloat, source + i));
+        const auto exponent = hn::PromoteTo(d, hn::LoadU(dFloat, exponents + i));
+        // Anything to the power 0 is 1, a NaN too.
+        const auto y =
+            hn::IfThenElse(hn::Eq(exponent, hn::Zero(d)), hn::Set(d, 1.0), ShortPow(d, x, exponent));
         hn::StoreU(NarrowTo(dFloat, y), dFloat, destination + i);
     }
 };
@@ -397,6 +418,10 @@ void MapPow(const float* source, float fExponent, float* destination, std::size_
     ForEachVector<double>(uLength, PowOp{source, double{fExponent}, destination});
 }
 
+void MapPowEach(const float* source, const float* exponents, float* destination, std::size_t uLength) {
+    ForEachVector<double>(uLength, PowEachOp{source, exponents, destination});
+}
+
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace DSP
@@ -414,6 +439,7 @@ HWY_EXPORT(MapLog2);
 HWY_EXPORT(MapLinearToDb);
 HWY_EXPORT(MapDbToLinear);
 HWY_EXPORT(MapPow);
+HWY_EXPORT(MapPowEach);
 
 namespace {
 
@@ -467,6 +493,13 @@ VectorStatus VectorPow(const float* source, float fExponent, float* destination,
     if (fExponent == 0.0f) return VectorFill(1.0f, destination, nLength);
     HWY_DYNAMIC_DISPATCH(MapPow)(source, fExponent, destination, Size(nLength));
     return kVectorOk;
+}
+
+VectorStatus VectorPow(const float* source, const float* exponents, float* destination,
+                       std::int32_t nLength) noexcept {
+    const VectorStatus status = CheckVectorArguments(nLength, {source, exponents, destination});
+    if (status == kVectorOk) HWY_DYNAMIC_DISPATCH(MapPowEach)(source, exponents, destination, Size(nLength));
+    return status;
 }
 
 VectorStatus VectorLinearToDb(const float* source, float* destination, std::int32_t nLength) noexcept {

@@ -35,6 +35,10 @@ VectorStatus VectorLog2(const float* source, float* destination, std::int32_t nL
 VectorStatus VectorPow(const float* source, float fExponent, float* destination,
                        std::int32_t nLength) noexcept;
 
+/// Each element to the power of its own exponent; either buffer may be the destination.
+VectorStatus VectorPow(const float* source, const float* exponents, float* destination,
+                       std::int32_t nLength) noexcept;
+
 /// Magnitudes to dB, 8.685889 ln x, within 2.5 ulp; below 1e-20, and for a NaN, -400.
 VectorStatus VectorLinearToDb(const float* source, float* destination, std::int32_t nLength) noexcept;
 

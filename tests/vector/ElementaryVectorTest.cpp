@@ -170,6 +170,9 @@ TEST_CASE("Elementary blocks: the double forms and the power have the bits of th
                 scalar[i] = fMagnitude < 0.0f && fExponent != 0.0f ? kNaN : DSP::Pow(fMagnitude, fExponent);
             }
             CHECK(FirstDifference(power, scalar) == -1);
+            const std::vector<float> exponents(x.size(), fExponent);
+            CHECK(DSP::VectorPow(x.data(), exponents.data(), power.data(), n) == DSP::kVectorOk);
+            CHECK(FirstDifference(power, scalar) == -1);
         }
     });
     // Powers of floats round almost always to the nearest float: the reference is double.

@@ -1,0 +1,123 @@
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "dsp/DynamicsBand.h"
+#include "dsp/vector/Dispatch.h"
+#include "tests/support/DynamicsModel.h"
+#include "tests/support/Signals.h"
+
+namespace {
+
+constexpr int kBands = 4;
+constexpr double kRate = 44100;
+
+/// Noise whose level wanders through 40 dB, so that every stage comes and goes: gate below -20, comp above
+/// -30, limiter above -12.
+struct Material {
+    explicit Material(std::size_t uFrames) : left(Test::Noise(1, uFrames)), right(Test::Noise(2, uFrames)) {
+        Test::Random random(3);
+        float fGain = 0.1f;
+        for (std::size_t i = 0; i < uFrames; ++i) {
+            if (i % 2000 == 0)
+                fGain = static_cast<float>(DSP::Pow(10.0, -double{random.Uniform(0.0f, 2.0f)}));
+            left[i] *= fGain;
+            right[i] *= fGain;
+        }
+    }
+    std::vector<float> left, right;
+};
+
+constexpr Test::DynamicsModel::Stage kComp{-30, 4, 10, 100}, kLimit{-12, 10, 5, 100}, kGate{-20, 2, 10, 100};
+
+void SetStage(DSP::DynamicsBand& band, DSP::DynamicsField first, const Test::DynamicsModel::Stage& stage) {
+    const std::array<float, 4> values{stage.fThresholdDb, stage.fRatio, stage.fAttackMs, stage.fReleaseMs};
+    for (std::uint32_t i = 0; i < values.size(); ++i) {
+        band.Set(static_cast<DSP::DynamicsField>(static_cast<std::uint32_t>(first) + i), values[i]);
+    }
+}
+
+void Busy(DSP::DynamicsBand& band) {
+    SetStage(band, DSP::DynamicsField::CompThreshold, kComp);
+    SetStage(band, DSP::DynamicsField::LimThreshold, kLimit);
+    SetStage(band, DSP::DynamicsField::GateThreshold, kGate);
+}
+
+/// Four bands over a second of material, block by block; each round copies fresh input in.
+template <class Process>
+void RunBands(benchmark::State& state, Process&& process) {
+    const auto uBlock = static_cast<std::size_t>(state.range(0));
+    const Material material(65536);
+    std::vector<float> left(uBlock), right(uBlock);
+    std::size_t uPosition = 0;
+    for (auto _ : state) {
+        for (int b = 0; b < kBands; ++b) {
+            std::copy_n(material.left.begin() + static_cast<std::ptrdiff_t>(uPosition), uBlock, left.begin());
+            std::copy_n(material.right.begin() + static_cast<std::ptrdiff_t>(uPosition), uBlock,
+                        right.begin());
+            process(b, left, right);
+            benchmark::DoNotOptimize(left.data());
+            benchmark::DoNotOptimize(right.data());
+            benchmark::ClobberMemory();
+        }
+        uPosition = (uPosition + uBlock) % (material.left.size() - uBlock);
+    }
+    state.counters["ns_per_frame"] =
+        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(uBlock) * 1e-9,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void Bands(benchmark::State& state, const DSP::DynamicsMode& mode, bool bBusy) {
+    std::array<DSP::DynamicsBand, kBands> bands;
+    for (DSP::DynamicsBand& band : bands) {
+        if (bBusy) Busy(band);
+    }
+    RunBands(state, [&](int b, std::vector<float>& left, std::vector<float>& right) {
+        bands[static_cast<std::size_t>(b)].Process(mode, static_cast<std::int32_t>(left.size()), left.data(),
+                                                   right.data());
+    });
+}
+
+void DynamicsBusy(benchmark::State& state) {
+    Bands(state, {true, true, true, 0.998f, 1.0f}, true);
+}
+void DynamicsBusyPeak(benchmark::State& state) {
+    Bands(state, {false, true, true, 0.998f, 1.0f}, true);
+}
+void DynamicsBusyNoHistogram(benchmark::State& state) {
+    Bands(state, {true, true, false, 0.998f, 1.0f}, true);
+}
+void DynamicsIdle(benchmark::State& state) {
+    Bands(state, {true, true, true, 0.998f, 1.0f}, false);
+}
+
+/// One level of the processor after the other, the best first; block 512.
+void DynamicsBusyAtLevel(benchmark::State& state) {
+    const auto levels = DSP::AvailableProcessorLevels();
+    const auto& level = levels[static_cast<std::size_t>(state.range(1)) % levels.size()];
+    state.SetLabel(level.strName);
+    DSP::UseProcessorLevel(level);
+    DynamicsBusy(state);
+    DSP::UseBestProcessorLevel();
+}
+
+/// The plain loop, without a histogram.
+void DynamicsPlain(benchmark::State& state) {
+    std::vector<Test::DynamicsModel> bands(kBands, Test::DynamicsModel(kRate, 0, kComp, kLimit, kGate));
+    RunBands(state, [&](int b, std::vector<float>& left, std::vector<float>& right) {
+        for (std::size_t i = 0; i < left.size(); ++i) {
+            bands[static_cast<std::size_t>(b)].Process(left[i], right[i], false);
+        }
+    });
+}
+
+BENCHMARK(DynamicsBusy)->Arg(1)->Arg(64)->Arg(512)->Arg(4096);
+BENCHMARK(DynamicsBusyPeak)->Arg(512);
+BENCHMARK(DynamicsBusyNoHistogram)->Arg(512);
+BENCHMARK(DynamicsIdle)->Arg(64)->Arg(512)->Arg(4096);
+BENCHMARK(DynamicsBusyAtLevel)->Args({512, 0})->Args({512, 1})->Args({512, 2})->Args({512, 3});
+BENCHMARK(DynamicsPlain)->Arg(512);
+
+}  // namespace

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+/// The kernels of one band of the dynamics: everything that runs once a sample, cut along the line between
+/// what can be done for many samples at once and what waits for the sample before.
+///
+/// Lengths are in samples, 0 or more; no buffer overlaps another, except where stated. All arithmetic is
+/// single precision, but for the powers. Each result has the bits of the plain loop at every processor level.
+/// Nothing allocates, locks or throws. Any thread.
+namespace DSP {
+
+/// One stage's static gain: (level / threshold)^power on its side of the threshold. A power of 0 is an idle
+/// stage, whose gain is 1.
+struct DynamicsLaw {
+    float fThreshold = 1.0f;  ///< linear
+    float fPower = 0.0f;
+};
+
+struct DynamicsCoefficients {
+    DynamicsLaw comp;             ///< from its threshold up
+    DynamicsLaw limit;            ///< from its threshold up; takes the compressor's place there
+    DynamicsLaw gate;             ///< below its threshold
+    float fJoin = 1.0f;           ///< the compressor's gain at the limiter's threshold
+    float fLeastGateBase = 0.0f;  ///< what the gate's law reads a smaller level / threshold as
+
+    // One-pole coefficients: a "keep" is c, a "step" is 1 - c.
+    float fCompAttackStep = 1.0f;
+    float fLimitAttackStep = 1.0f;
+    float fCompReleaseKeep = 0.0f;
+    float fCompReleaseStep = 1.0f;
+    float fGateAttackKeep = 0.0f;
+    float fGateAttackStep = 1.0f;
+    float fGateReleaseStep = 1.0f;
+    float fCompSmoothingStep = 1.0f;
+    float fGateSmoothingStep = 1.0f;
+    float fMeanSquareStep = 1.0f;
+};
+
+struct DynamicsDetector {
+    float fMeanSquare = 0.0f;
+    float fPeak = 0.0f;
+};
+
+struct DynamicsGains {
+    float fComp = 1.0f;
+    float fGate = 1.0f;
+    float fSmoothedComp = 1.0f;
+    float fSmoothedGate = 1.0f;
+};
+
+/// The longest stretch that the kernels take at a time.
+inline constexpr std::int32_t kDynamicsChunk = 128;
+using DynamicsBuffer = std::array<float, kDynamicsChunk>;
+
+/// A stretch of audio on its way from the samples to the two gains.
+struct DynamicsChunk {
+    std::int32_t nLength = 0;
+    float fLowest = 0.0f;  ///< of the levels
+    float fHighest = 0.0f;
+    DynamicsBuffer levels;       ///< what the detector sees, then its state, then the level
+    DynamicsBuffer compTargets;  ///< where the compressor's gain is bound
+    DynamicsBuffer gateTargets;
+    DynamicsBuffer attackSteps;  ///< the compressor's or the limiter's
+    DynamicsBuffer compGains;    ///< the gains to use
+    DynamicsBuffer gateGains;
+};
+
+/// What the detector sees, for chunk.nLength samples: with bMeanSquare the square of the sample, or the mean
+/// of both channels' squares; otherwise the magnitude, the larger of both channels. A null right is mono. A
+/// sample that is NaN, or greater than 10^6 in magnitude, counts as silence; silence is 1e-12.
+void DynamicsListen(bool bMeanSquare, const float* left, const float* right, DynamicsChunk& chunk) noexcept;
+
+/// Runs the detector over the levels of `ahead`, and the gains' ballistics over the targets of `chunk`. The
+/// two have nothing to do with each other but that each waits for its own sample before; side by side they
+/// wait together. Either length may be 0.
+void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, float fPeakDecay,
+                    bool bSmooth, DynamicsDetector& detector, DynamicsChunk& ahead, DynamicsGains& gains,
+                    DynamicsChunk& chunk) noexcept;
+
+/// Detector states to levels, of at least one sample: with bMeanSquare the root; at least 1e-5. Notes the
+/// extremes.
+void DynamicsLevels(bool bMeanSquare, DynamicsChunk& chunk) noexcept;
+
+/// The targets of the gains, from the levels. A stage that no sample of the chunk calls for costs nothing.
+/// Returns false if all targets are 1.
+bool DynamicsTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk) noexcept;
+
+/// samples = gain * samples + fOffset, where gain = comp gain * gate gain * fFirst * fSecond, multiplied from
+/// left to right.
+void DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
+                   float* samples) noexcept;
+
+}  // namespace DSP
