@@ -186,7 +186,7 @@ TEST_CASE("render: automation of a gain follows its curve stride by stride") {
     CHECK(fWorst < 2e-6f);
 }
 
-TEST_CASE("render: the module order is checked and leaves an engine without modules alone") {
+TEST_CASE("render: the module order has each module once, or the command line is wrong") {
     const Test::TempFolder folder;
     WriteSound(folder.File("in.wav"), NoiseSound(2, 100));
     const auto run = [&](const char* order) {
