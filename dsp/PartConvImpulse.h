@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "dsp/PartConvLayout.h"
+#include "dsp/vector/AlignedVector.h"
+
+namespace DSP {
+
+/// An impulse made ready for PartConv: a copy of its taps, its layout and its spectra. Nothing changes
+/// after construction, so that it can be built on any thread and shared by any number of convolvers.
+///
+/// Channels:  1 or more; a convolver's channel c uses impulse channel min(c, Channels() - 1).
+/// Length:    in taps, 1 or more. A length or a channel count below 1 gives a single tap of 0: silence.
+/// Damage:    a tap that VectorRepair would not pass reads as 0.
+/// Cost:      allocates, and transforms the whole impulse. Set-up, never the audio thread.
+class PartConvImpulse {
+public:
+    /// Copies nLength taps a channel. nBlock is the block length that the convolver is configured for.
+    PartConvImpulse(const float* const* channels, int nLength, int nChannels, int nBlock);
+    /// The same taps for another block length.
+    PartConvImpulse(const PartConvImpulse& other, int nBlock);
+
+    int Channels() const noexcept { return static_cast<int>(m_channels.size()); }
+    int Length() const noexcept { return m_nLength; }
+    /// The Length() taps of a channel.
+    const float* Taps(int iChannel) const noexcept { return At(iChannel).taps.data(); }
+    const PartConvLayout& Layout() const noexcept { return m_layout; }
+
+    /// Floats from one partition's spectrum to the next: a spectrum of 2 * nBlock, and a little more. Spectra
+    /// a power of two apart would meet in the same few sets of the processor's cache.
+    static constexpr std::size_t SpectrumStride(int nBlock) noexcept {
+        return 2 * static_cast<std::size_t>(nBlock) + 64;
+    }
+    /// What a convolver's channel reads. A partition's spectrum, as RightAngleFft has it over the level's
+    /// block.
+    const float* Spectrum(int iChannel, int iLevel, int iPartition) const noexcept;
+    /// The first taps, as many as the grid has frames, with as many zeros before them.
+    const float* Head(int iChannel) const noexcept;
+
+private:
+    struct Channel {
+        std::vector<float> taps;
+        std::vector<float> head;                    // zeros, then taps
+        std::vector<AlignedVector<float>> spectra;  // by level, partition after partition
+    };
+
+    const Channel& At(int iChannel) const noexcept;
+    void Transform();
+
+    // Set-up: written by construction only.
+    int m_nLength = 1;
+    PartConvLayout m_layout;
+    std::vector<Channel> m_channels;
+};
+
+}  // namespace DSP
