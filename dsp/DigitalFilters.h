@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "dsp/PartConvImpulse.h"
+
+namespace DSP {
+
+/// The filters of the digital crossover, designed and made ready for its convolvers. Nothing changes after
+/// construction, so that they can be built on any thread and shared.
+///
+/// Bands:     each band's magnitude is 1 between two skirts that have the shape of a raised cosine over the
+///            logarithm of frequency, centred on the cutoffs. A skirt's half width is a share 1 - q of the
+///            way to the nearer of the logarithmic middles of the two bands beside it.
+/// Arithmetic: double; magnitudes and taps are float.
+/// Cost:      allocates; some hundred microseconds. Set-up, never the audio thread if it can be helped.
+class DigitalFilters {
+public:
+    static constexpr std::size_t kMaxBands = 4;
+    static constexpr int kLength = 1024;  ///< taps a band
+
+    struct Design {
+        int nBands = 1;                               ///< 1 to kMaxBands; with 1 there are no filters
+        std::array<double, kMaxBands - 1> cutoffs{};  ///< Hz, the first nBands - 1 ascending
+        double fSampleRate = 44100.0;                 ///< Hz
+        double fSteepness = 0.5;                      ///< q, 0 to 1; above 1 reads as 1: skirts of no width
+        bool operator==(const Design&) const = default;
+    };
+
+    /// nBlock is the block length of the convolvers.
+    DigitalFilters(const Design& design, int nBlock);
+
+    /// The same filters for convolvers of another block length.
+    DigitalFilters(const DigitalFilters& other, int nBlock);
+
+    int Bands() const noexcept { return m_nBands; }
+
+    /// Samples by which the filters delay; 0 with one band.
+    int Latency() const noexcept { return m_nBands < 2 ? 0 : kLength / 2 - 1; }
+
+    /// kLength taps of a band. The top band's serve the display only: its signal is what the others leave.
+    const std::vector<float>& Taps(std::size_t iBand) const noexcept { return m_taps[iBand]; }
+
+    /// The impulse of a band below the top.
+    const std::shared_ptr<const PartConvImpulse>& Impulse(std::size_t iBand) const noexcept {
+        return m_impulses[iBand];
+    }
+
+private:
+    void BuildImpulses(int nBlock);
+
+    int m_nBands;
+    std::array<std::vector<float>, kMaxBands> m_taps;
+    std::array<std::shared_ptr<const PartConvImpulse>, kMaxBands> m_impulses;
+};
+
+}  // namespace DSP
