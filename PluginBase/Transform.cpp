@@ -1,8 +1,10 @@
 #include "PluginBase/Transform.h"
 
 #include <mutex>
+#include <utility>
 
 #include "PluginBase/Plugin.h"
+#include "dsp/CrossOver.h"
 #include "dsp/Dynamics.h"
 #include "dsp/Gain.h"
 #include "dsp/vector/Elementwise.h"
@@ -32,7 +34,15 @@ void RunStage(Component* module, std::uint32_t uStage, const StageContext& conte
 ModuleSet BuildModules(PluginContext& plugin) {
     ModuleSet modules;
     modules.gain = modules.Add<DSP::Gain>(plugin);
+    auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
+    modules.crossOver = crossOver;
+    modules.bands = crossOver;
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
+
+    // The bands are split while a module works on them.
+    std::vector<const Component*> bandModules = {modules.dynamics, modules.exciter, modules.imager};
+    std::erase(bandModules, nullptr);
+    crossOver->SetBandModules(std::move(bandModules));
     return modules;
 }
 
