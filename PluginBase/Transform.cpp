@@ -7,6 +7,7 @@
 #include "dsp/CrossOver.h"
 #include "dsp/Dynamics.h"
 #include "dsp/Gain.h"
+#include "dsp/Maximizer.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
@@ -37,6 +38,7 @@ ModuleSet BuildModules(PluginContext& plugin) {
     auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
     modules.crossOver = crossOver;
     modules.bands = crossOver;
+    modules.maximizer = modules.Add<DSP::Maximizer>(plugin);
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
 
     // The bands are split while a module works on them.
