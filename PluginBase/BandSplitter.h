@@ -11,6 +11,9 @@ public:
     /// Bands in use, 1 to 4.
     virtual std::uint32_t BandCount() const = 0;
 
+    /// Where a band below the top one meets the next, in Hz: the cutoff as it is set.
+    virtual float UpperCutoff(std::uint32_t uBand) const = 0;
+
     /// A bypassed band passes the band modules unchanged; a muted one is left out of the sum.
     virtual bool IsBandBypassed(std::uint32_t uBand) const = 0;
     virtual bool IsBandMuted(std::uint32_t uBand) const = 0;

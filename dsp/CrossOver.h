@@ -64,6 +64,7 @@ public:
 
     // BandSplitter: the bands that the latest block was, or the next will be, split into.
     std::uint32_t BandCount() const override { return m_uBandsInForce; }
+    float UpperCutoff(std::uint32_t iBand) const override { return m_cutoffs[iBand]; }
     bool IsBandBypassed(std::uint32_t iBand) const override { return m_bypass[iBand]; }
     bool IsBandMuted(std::uint32_t iBand) const override { return m_mute[iBand]; }
 

@@ -107,6 +107,7 @@ public:
 
     bool IsActive() const override { return true; }
     std::uint32_t BandCount() const override { return uBands; }
+    float UpperCutoff(std::uint32_t uBand) const override { return kCutoffs[uBand]; }
     bool IsBandBypassed(std::uint32_t uBand) const override { return uBypassed >> uBand & 1; }
     bool IsBandMuted(std::uint32_t uBand) const override { return uMuted >> uBand & 1; }
 
@@ -121,6 +122,7 @@ public:
     }
 
     static constexpr float kShares[] = {0.5f, 0.25f, 0.125f, 0.125f};
+    static constexpr float kCutoffs[] = {120.0f, 2000.0f, 10000.0f};
     std::uint32_t uBands = 4;
     std::uint32_t uBypassed = 0;
     std::uint32_t uMuted = 0;
