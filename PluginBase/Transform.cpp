@@ -1,13 +1,15 @@
 #include "PluginBase/Transform.h"
 
 #include <mutex>
-#include <utility>
 
 #include "PluginBase/Plugin.h"
 #include "dsp/CrossOver.h"
+#include "dsp/DCOffset.h"
 #include "dsp/Dynamics.h"
+#include "dsp/Exciter.h"
 #include "dsp/Gain.h"
 #include "dsp/Maximizer.h"
+#include "dsp/Imager.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
@@ -39,12 +41,13 @@ ModuleSet BuildModules(PluginContext& plugin) {
     modules.crossOver = crossOver;
     modules.bands = crossOver;
     modules.maximizer = modules.Add<DSP::Maximizer>(plugin);
+    modules.exciter = modules.Add<DSP::Exciter>(plugin, modules.bands);
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
+    modules.imager = modules.Add<DSP::Imager>(plugin);
+    modules.dcOffset = modules.Add<DSP::DCOffset>(plugin);
 
     // The bands are split while a module works on them.
-    std::vector<const Component*> bandModules = {modules.dynamics, modules.exciter, modules.imager};
-    std::erase(bandModules, nullptr);
-    crossOver->SetBandModules(std::move(bandModules));
+    crossOver->SetBandModules({modules.exciter, modules.dynamics, modules.imager});
     return modules;
 }
 
