@@ -55,8 +55,8 @@ void PartConvImpulse::Transform() {
         AlignedVector<float> work(fft.WorkLength());
         AlignedVector<float> partition(uBlock);
         for (Channel& channel : m_channels) {
-            AlignedVector<float>& spectra = channel.spectra.emplace_back(
-                uStride * static_cast<std::size_t>(level.nPartitions));
+            AlignedVector<float>& spectra =
+                channel.spectra.emplace_back(uStride * static_cast<std::size_t>(level.nPartitions));
             auto uFrom = static_cast<std::size_t>(level.nOffset);
             for (std::size_t uAt = 0; uAt < spectra.size(); uAt += uStride, uFrom += uBlock) {
                 // The last partition ends with zeros.

@@ -59,7 +59,7 @@ void Try(std::array<int, PartConvLayout::kMaxLevels> blocks, int nLevels, int nL
 }  // namespace
 
 std::int64_t PartConvLayout::TransformCost(int nBlock) noexcept {
-    const int nOrder = std::bit_width(static_cast<unsigned>(nBlock)) - 1;
+    const auto nOrder = static_cast<int>(std::bit_width(static_cast<unsigned>(nBlock))) - 1;
     return 150'000 + std::int64_t{nBlock} * (1000 + 220 * nOrder);
 }
 

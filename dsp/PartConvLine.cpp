@@ -32,8 +32,7 @@ void PartConvLine::Reset() noexcept {
 }
 
 float* PartConvLine::Slot(int iChannel, int iSlot) noexcept {
-    return m_spectra[static_cast<std::size_t>(iChannel)].data() +
-           m_uStride * static_cast<std::size_t>(iSlot);
+    return m_spectra[static_cast<std::size_t>(iChannel)].data() + m_uStride * static_cast<std::size_t>(iSlot);
 }
 
 void PartConvLine::Advance() noexcept {
