@@ -8,8 +8,8 @@
 #include "dsp/Dynamics.h"
 #include "dsp/Exciter.h"
 #include "dsp/Gain.h"
-#include "dsp/Maximizer.h"
 #include "dsp/Imager.h"
+#include "dsp/Maximizer.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
