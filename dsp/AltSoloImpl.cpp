@@ -77,6 +77,17 @@ void AltSoloImpl::Clear() {
     m_bFilter = false;
 }
 
+bool AltSoloImpl::IsOn() const {
+    const std::lock_guard lock(m_lock);
+    return m_bFilter;
+}
+
+void AltSoloImpl::Reset() {
+    const std::lock_guard lock(m_lock);
+    m_left.Reset();
+    m_right.Reset();
+}
+
 void AltSoloImpl::SetState(std::span<const double> values) {
     const std::lock_guard lock(m_lock);
     if (m_bFilter && values.size() == kDelays) VectorIirSetDelay(m_left.State(), values.data());

@@ -38,6 +38,12 @@ public:
     /// Discards the filters: Process leaves the audio alone until the next Set.
     void Clear();
 
+    /// Whether there are filters.
+    bool IsOn() const;
+
+    /// Clears the delay lines of the filters, which stay.
+    void Reset();
+
     /// Writes the delay lines of the left filter, if there is one and the number of values is its own.
     void SetState(std::span<const double> values);
 

@@ -104,7 +104,13 @@ TEST_CASE("Each channel has a state of its own, a NaN does not stay, and a state
     f.filter.Process(8, poison.data(), right.data());
     CHECK(std::isfinite(f.Impulse(64)[63]));
 
+    CHECK(f.filter.IsOn());
+    f.filter.Reset();
+    std::vector<float> quiet(8);
+    f.filter.Process(8, quiet.data(), nullptr);
+    CHECK(Test::FirstDifference(quiet, std::vector<float>(8)) == -1);
     f.filter.Clear();
+    CHECK_FALSE(f.filter.IsOn());
     f.filter.Set(kRate, 1000.0f, 0.0f, 2.0f);
     const double state[] = {0.5, 0.0};
     f.filter.SetState({state, 1});
