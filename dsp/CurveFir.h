@@ -1,0 +1,34 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "dsp/CurveNode.h"
+#include "dsp/LinearPhaseFir.h"
+
+namespace DSP::Equalizer {
+
+/// Turns curve nodes and a correction in dB into a linear-phase FIR filter of one of three lengths.
+///
+/// Threads: all operations are const and may run on several threads at once. They allocate, and take from
+///          tens of microseconds at the shortest length to a few milliseconds at the longest.
+class CurveFir {
+public:
+    static constexpr std::array<int, 3> kLengths = {1024, 4096, 16384};
+
+    CurveFir();
+
+    /// The taps of the nodes' curve; N of them, symmetrical about tap N / 2 - 1. The correction, N / 2 + 1
+    /// values or none, is added to it in dB, scaled to so many percent.
+    std::vector<float> Design(std::uint32_t iLength, std::span<const CurveNode> nodes,
+                              std::uint32_t uSampleRate, std::span<const float> correctionDb = {},
+                              float fPercent = 100.0f) const;
+
+private:
+    // Set-up: written at construction only.
+    std::array<LinearPhaseFir, kLengths.size()> m_filters;
+};
+
+}  // namespace DSP::Equalizer
