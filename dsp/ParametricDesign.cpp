@@ -1,0 +1,151 @@
+// The two FIR types of the equalizer: what a changed parameter sets off, and how its result gets into the
+// sound without holding the audio up.
+
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "dsp/Parametric.h"
+
+namespace DSP::Equalizer {
+
+void Parametric::Request(std::uint32_t uWork) {
+    m_uWork.fetch_or(uWork);
+    WorkOff();
+}
+
+void Parametric::Release() {
+    --m_nHolds;
+    WorkOff();
+}
+
+// The thread that raises the flag designs, and looks for new wishes after lowering it. A wish is found either
+// by that thread or by the one that left it, so that none is lost and nobody waits: the audio thread may come
+// here with the component's lock held, which the designing thread is waiting for.
+void Parametric::WorkOff() {
+    class Turn {
+    public:
+        explicit Turn(std::atomic<bool>& flag) : m_flag(flag), m_bMine(!flag.exchange(true)) {}
+        ~Turn() {
+            if (m_bMine) m_flag = false;
+        }
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+        bool IsMine() const { return m_bMine; }
+
+    private:
+        std::atomic<bool>& m_flag;
+        bool m_bMine;
+    };
+
+    while (HasWork()) {
+        const Turn turn(m_bDesigning);
+        if (!turn.IsMine()) return;
+        Design(m_uWork.exchange(0));
+    }
+}
+
+void Parametric::FinishBackgroundWork() {
+    while (HasWork() || m_bDesigning) {
+        WorkOff();
+        std::this_thread::yield();
+    }
+}
+
+void Parametric::Design(std::uint32_t uWork) {
+    Plan plan = MakePlan();
+    const std::size_t uBins = static_cast<std::size_t>(CurveFir::kLengths[plan.iFftSize]) / 2 + 1;
+    if ((uWork & kCurve) != 0 || plan.curve->size() != uBins) RefreshCurve(plan);
+    if (plan.type == Type::Analog) {
+        InstallAnalog();
+    } else if ((uWork & kFilter) != 0) {
+        InstallFir(plan, uWork);
+    }
+}
+
+Parametric::Plan Parametric::MakePlan() {
+    const std::lock_guard lock(m_lock);
+    Plan plan{static_cast<Type>(m_nType.Get()),
+              m_uSampleRate,
+              static_cast<std::uint32_t>(m_nFftSize),
+              kBufferSizes[static_cast<std::size_t>(m_nBufferSize)],
+              m_fMatchingAmount,
+              m_fSmoothing,
+              {},
+              m_spectra,
+              m_curve};
+    for (std::uint32_t i = 0; i < kNodes; ++i)
+        plan.nodes[i] = m_nodes[i].Get();
+    return plan;
+}
+
+void Parametric::RefreshCurve(Plan& plan) {
+    plan.curve = std::make_shared<const std::vector<float>>(
+        ComputeMatchingCurve(plan.spectra->source, plan.spectra->target, plan.fSmoothing,
+                             CurveFir::kLengths[plan.iFftSize], plan.uSampleRate));
+    std::shared_ptr<const std::vector<float>> old = plan.curve;
+    const std::lock_guard lock(m_lock);
+    m_curve.swap(old);
+}
+
+bool Parametric::EnterLatency(std::uint32_t uLatency, std::int32_t nBlock) {
+    const bool bChanged =
+        m_uLatency != uLatency || m_blockBuffer.BlockSize() != static_cast<std::uint32_t>(nBlock);
+    m_uLatency = uLatency;
+    m_blockBuffer.SetBlockSize(nBlock);
+    return bChanged;
+}
+
+void Parametric::InstallAnalog() {
+    {
+        const std::lock_guard lock(m_lock);
+        if (!m_bFir) return;
+        m_bFir = false;
+        EnterLatency(0, 0);
+        DesignAllNodes();
+        ClearHeld();
+        m_blockBuffer.Clear();
+    }
+    DelayChanged();
+}
+
+void Parametric::InstallFir(const Plan& plan, std::uint32_t uWork) {
+    std::array<CurveNode, kNodes> nodes;
+    std::size_t uNodes = 0;
+    for (const FilterNode& node : plan.nodes) {
+        if (node.IsLive()) nodes[uNodes++] = CurveNode::From(node);
+    }
+    const bool bMatching = plan.type == Type::Matching;
+    const std::vector<float> taps = m_curveFir.Design(
+        plan.iFftSize, {nodes.data(), uNodes}, plan.uSampleRate,
+        bMatching ? std::span<const float>(*plan.curve) : std::span<const float>(), plan.fAmount);
+    const float* const channel = taps.data();
+    // Both channels sound alike, so one impulse serves them.
+    auto impulse =
+        std::make_shared<const PartConvImpulse>(&channel, static_cast<int>(taps.size()), 1, plan.nBlock);
+
+    // Only this thread replaces the convolver, so it may look at it without the lock.
+    const bool bFits = m_convolver && m_convolver->BlockSize() == plan.nBlock && m_convolver->Fits(*impulse);
+    auto convolver = bFits ? nullptr : std::make_unique<CurveConvolver>(plan.nBlock, impulse);
+    bool bDelay = false;
+    {
+        const std::lock_guard lock(m_lock);
+        if (bFits) {
+            impulse = m_convolver->Swap(std::move(impulse));
+        } else {
+            m_convolver.swap(convolver);
+        }
+        const bool bEnters = !m_bFir;
+        m_bFir = true;
+        bDelay = EnterLatency(static_cast<std::uint32_t>(taps.size()) / 2 - 1, plan.nBlock);
+        if ((uWork & kRestart) != 0) m_convolver->Reset();
+        if ((uWork & kFlush) != 0 || bEnters) {
+            ClearHeld();
+            m_blockBuffer.Clear();
+        }
+    }
+    // What was in force before goes with this scope, not under the lock.
+    if (bDelay) DelayChanged();
+}
+
+}  // namespace DSP::Equalizer

@@ -1,0 +1,76 @@
+// What the displays of the equalizer draw.
+
+#include <mutex>
+#include <numbers>
+
+#include "dsp/Parametric.h"
+#include "dsp/vector/Decibel.h"
+
+namespace DSP::Equalizer {
+
+namespace {
+
+// The response of taps as a display sees it: on a grid twice as fine as their design.
+void TapsResponse(const float* taps, std::size_t uTaps, std::uint32_t uSampleRate,
+                  const ResponseCurve& frequencies, ResponseCurve& decibels) {
+    const int nTaps = static_cast<int>(uTaps);
+    FirResponse(taps, nTaps, 2 * nTaps, double(uSampleRate), frequencies, decibels);
+}
+
+// The series of the live nodes' biquads.
+void CascadeResponse(std::span<const FilterNode> nodes, std::uint32_t uSampleRate,
+                     const ResponseCurve& frequencies, ResponseCurve& decibels) {
+    std::array<double, kResponsePoints> magnitudes;
+    magnitudes.fill(1.0);
+    for (const FilterNode& node : nodes) {
+        if (!node.IsLive()) continue;
+        const BiquadTaps taps = DesignBiquad(node, uSampleRate);
+        for (std::size_t i = 0; i < kResponsePoints; ++i) {
+            const double fOmega = 2.0 * std::numbers::pi * double{frequencies[i]} / double(uSampleRate);
+            magnitudes[i] *= BiquadMagnitude(taps, fOmega);
+        }
+    }
+    for (std::size_t i = 0; i < kResponsePoints; ++i)
+        decibels[i] = static_cast<float>(LinearToDb(magnitudes[i]));
+}
+
+}  // namespace
+
+void Parametric::NodeResponse(std::uint32_t iNode, ResponseCurve& decibels) {
+    const Plan plan = MakePlan();
+    const FilterNode& node = plan.nodes[iNode];
+    if (plan.type == Type::Analog) {
+        return CascadeResponse({&node, 1}, plan.uSampleRate, m_frequencies, decibels);
+    }
+    const CurveNode curve = node.IsLive() ? CurveNode::From(node) : CurveNode::Neutral();
+    const std::vector<float> taps = m_curveFir.Design(plan.iFftSize, {&curve, 1}, plan.uSampleRate);
+    TapsResponse(taps.data(), taps.size(), plan.uSampleRate, m_frequencies, decibels);
+}
+
+void Parametric::TotalResponse(ResponseCurve& decibels) {
+    CurveConvolver::Impulse impulse;
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_bFir) impulse = m_convolver->Current();
+    }
+    if (impulse) {
+        TapsResponse(impulse->Taps(0), static_cast<std::size_t>(impulse->Length()), m_uSampleRate,
+                     m_frequencies, decibels);
+    } else {
+        const Plan plan = MakePlan();
+        CascadeResponse(plan.nodes, plan.uSampleRate, m_frequencies, decibels);
+    }
+}
+
+void Parametric::MatchingResponse(ResponseCurve& decibels) {
+    const Plan plan = MakePlan();
+    const std::size_t uTaps = 2 * (plan.curve->size() - 1);
+    std::uint32_t iLength = 0;
+    while (static_cast<std::size_t>(CurveFir::kLengths[iLength]) != uTaps)
+        ++iLength;
+    const std::vector<float> taps =
+        m_curveFir.Design(iLength, {}, plan.uSampleRate, *plan.curve, plan.fAmount);
+    TapsResponse(taps.data(), taps.size(), plan.uSampleRate, m_frequencies, decibels);
+}
+
+}  // namespace DSP::Equalizer
