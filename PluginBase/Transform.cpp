@@ -10,6 +10,7 @@
 #include "dsp/Gain.h"
 #include "dsp/Imager.h"
 #include "dsp/Maximizer.h"
+#include "dsp/Parametric.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
@@ -40,6 +41,7 @@ ModuleSet BuildModules(PluginContext& plugin) {
     auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
     modules.crossOver = crossOver;
     modules.bands = crossOver;
+    modules.equalizer = modules.Add<DSP::Equalizer::Parametric>(plugin);
     modules.maximizer = modules.Add<DSP::Maximizer>(plugin);
     modules.exciter = modules.Add<DSP::Exciter>(plugin, modules.bands);
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
