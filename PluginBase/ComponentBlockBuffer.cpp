@@ -10,9 +10,12 @@ void ComponentBlockBuffer::SetBlockSize(std::int32_t nBlockSize, std::uint32_t u
     if (uBlockSize == m_uBlockSize && uInputs == m_inputs.size() && uOutputs == m_outputs.size()) return;
 
     m_uBlockSize = uBlockSize;
-    m_inputs.assign(uInputs, {});
-    m_outputs.assign(uOutputs, {});
-    m_bands.assign(uOutputs > 2 ? uOutputs : 0, std::vector<float>(uBlockSize));
+    // Memory stays for the next size: automation may switch between two of them on the audio thread.
+    m_inputs.resize(uInputs);
+    m_outputs.resize(uOutputs);
+    m_bands.resize(uOutputs > 2 ? uOutputs : 0);
+    for (auto& band : m_bands)
+        band.assign(uBlockSize, 0.0f);
     for (auto& input : m_inputs)
         input.reserve(std::size_t{2} * uBlockSize);
     for (auto& output : m_outputs)

@@ -12,8 +12,8 @@
 /// the host's blocks are. Block size 0 passes blocks through as they are.
 ///
 /// Threads:   under the owning component's lock, all of it.
-/// Real time: SetBlockSize allocates when it changes something. Begin and NextBlock allocate only when the
-///            host's block is longer than every block before.
+/// Real time: SetBlockSize allocates for a size greater than every size before. Begin and NextBlock allocate
+///            only when the host's block is longer than every block before.
 class ComponentBlockBuffer {
 public:
     static constexpr std::uint32_t kBands = 4;
