@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "dsp/CombReverb.h"
+#include "dsp/RoomImpulse.h"
+#include "dsp/SampledReverb.h"
 #include "dsp/vector/Dispatch.h"
 
 namespace {
@@ -51,5 +53,54 @@ void Plate(benchmark::State& state) {
     DSP::UseBestProcessorLevel();
 }
 BENCHMARK(Plate)->ArgsProduct({{64, 512, 8192}, {0}})->Args({512, 1})->Args({512, 9});
+
+std::vector<float> Decay(std::uint32_t uSeed) {
+    auto impulse = Noise(uSeed, 77184);
+    float fLevel = 0.1f;
+    for (float& fTap : impulse)
+        fTap *= fLevel *= 0.9999f;
+    return impulse;
+}
+
+// 77184 taps. Frames, level.
+void Room(benchmark::State& state) {
+    UseLevel(state, static_cast<std::size_t>(state.range(1)));
+    const auto uFrames = static_cast<std::size_t>(state.range(0));
+    const auto left = Noise(1, uFrames), right = Noise(2, uFrames);
+    auto outLeft = left, outRight = right;
+    const auto impulseLeft = Decay(3), impulseRight = Decay(4);
+    const float* impulse[] = {impulseLeft.data(), impulseRight.data()};
+    DSP::SampledReverb reverb;
+    reverb.LoadImpulse(impulse, 77184, 2, 44100.0);
+    DSP::RoomTarget target;
+    target.shape.fSize = 1.0f;
+    target.nBlock = static_cast<int>(uFrames);
+    reverb.Update(target, false);
+    float* channels[] = {outLeft.data(), outRight.data()};
+    for (auto _ : state) {
+        std::copy(left.begin(), left.end(), outLeft.begin());
+        std::copy(right.begin(), right.end(), outRight.begin());
+        reverb.Process(channels, static_cast<int>(uFrames), nullptr);
+        benchmark::DoNotOptimize(outLeft.data());
+        benchmark::ClobberMemory();
+    }
+    Report(state, uFrames);
+    DSP::UseBestProcessorLevel();
+}
+BENCHMARK(Room)->ArgsProduct({{128, 1024, 8192}, {0}})->Args({1024, 1});
+
+// The whole impulse made anew after a change: of the damping, and of anything else.
+void MakeRoom(benchmark::State& state) {
+    const auto impulseLeft = Decay(3), impulseRight = Decay(4);
+    const float* impulse[] = {impulseLeft.data(), impulseRight.data()};
+    DSP::RoomImpulse room;
+    room.Load(impulse, 77184, 2, 44100);
+    DSP::RoomShape shape;
+    for (auto _ : state) {
+        if (state.range(0) != 0) shape.fDamping = shape.fDamping > 0.8f ? 0.75f : 0.9f;
+        room.Make(shape, 44100, false);
+    }
+}
+BENCHMARK(MakeRoom)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
