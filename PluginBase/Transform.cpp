@@ -11,6 +11,7 @@
 #include "dsp/Imager.h"
 #include "dsp/Maximizer.h"
 #include "dsp/Parametric.h"
+#include "dsp/Reverb.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
@@ -42,6 +43,7 @@ ModuleSet BuildModules(PluginContext& plugin) {
     modules.crossOver = crossOver;
     modules.bands = crossOver;
     modules.equalizer = modules.Add<DSP::Equalizer::Parametric>(plugin);
+    modules.reverb = modules.Add<DSP::Reverb>(plugin);
     modules.maximizer = modules.Add<DSP::Maximizer>(plugin);
     modules.exciter = modules.Add<DSP::Exciter>(plugin, modules.bands);
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
