@@ -31,6 +31,9 @@ std::int64_t StreamRenderer::Position() const {
 }
 
 void StreamRenderer::Process(std::uint32_t uFrames, const Sink& sink) {
+    // Automation may have sent work to another thread in the block before: waiting for it here makes a render
+    // a function of its command and not of the machine's load.
+    m_plugin.FinishBackgroundWork();
     m_plugin.SetBlockStart(Position());
     const std::uint32_t uProduced =
         m_plugin.Process(uFrames, m_inLeft.data(), Right(m_inRight), m_outLeft.data(), Right(m_outRight));
@@ -70,8 +73,6 @@ void StreamRenderer::Render(const Source& source, std::uint64_t uTailFrames, con
     m_plugin.GetTransform().SetChannels(m_uChannels, m_uChannels);
     m_plugin.FinishBackgroundWork();
     m_plugin.BeginStreaming(m_uSampleRate);
-    // A new rate may have set something off in its turn.
-    m_plugin.FinishBackgroundWork();
 
     for (bool bMore = true; bMore;) {
         const std::uint32_t uBlock = NextBlock();

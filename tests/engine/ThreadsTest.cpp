@@ -1,8 +1,10 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
+#include "dsp/Gain.h"
 #include "tests/support/FakeModules.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestPlugin.h"
@@ -13,7 +15,8 @@ using Test::TestPlugin;
 namespace {
 
 ModuleSet GainAndFake(PluginContext& plugin) {
-    ModuleSet modules = BuildModules(plugin);
+    ModuleSet modules;
+    modules.gain = modules.Add<DSP::Gain>(plugin);
     auto* const fake = modules.Add<FakeModule>(plugin, "Fake");
     fake->SetOn(true);
     modules.equalizer = fake;
@@ -36,6 +39,9 @@ void WhileStreaming(TestPlugin& plugin, std::uint64_t uRounds, Work... work) {
     for (std::int64_t i = 0; uBusy != 0; ++i) {
         plugin.SetBlockStart(i % 10000 * 14512);
         plugin.Process(64, left.data(), right.data(), outLeft.data(), outRight.data());
+        // A host waits for its sound card between two blocks; without a pause the transform lock is never
+        // free.
+        std::this_thread::yield();
     }
     for (std::thread& thread : threads)
         thread.join();
@@ -86,4 +92,35 @@ TEST_CASE(
     WhileStreaming(plugin, 10000, setParameters, loadState, automate, changePreset);
     CHECK(fake.calls.size() > 0);
     CHECK(plugin.GetTransform().SystemDelay() < 2048);
+}
+
+TEST_CASE(
+    "The whole chain stands a storm of parameters and states while it streams, and is sound afterwards") {
+    TestPlugin plugin;
+    plugin.BeginStreaming(44100);
+    auto parameters = AllParameters(plugin.Components());
+    std::erase(parameters, plugin.Parameter("Global: Bypass"));
+    std::vector<std::uint8_t> state;
+    plugin.CaptureState(state);
+    const auto setParameters = [&](std::uint64_t uRound) {
+        Test::Random random(uRound + 77);
+        const ParameterRef& parameter =
+            parameters[random.Between(0, static_cast<std::uint32_t>(parameters.size()) - 1)];
+        const float fShare = std::clamp(random.Uniform(-0.5f, 1.5f), 0.0f, 1.0f);
+        parameter.Set(parameter.Min() + (parameter.Max() - parameter.Min()) * double{fShare});
+    };
+    const auto loadState = [&](std::uint64_t uRound) {
+        if (uRound % 32 == 31) plugin.ApplyState(state, Plugin::ApplyMode::Silent);
+    };
+    WhileStreaming(plugin, 400, setParameters, loadState);
+
+    plugin.FinishBackgroundWork();
+    plugin.ApplyState(state, Plugin::ApplyMode::Silent);
+    plugin.Set("Global: Process As Mono", 0);
+    plugin.FinishBackgroundWork();
+    plugin.BeginStreaming(44100);
+    const auto input = Test::Noise(5, 4000);
+    const auto output = plugin.Render({input, input}, {512});
+    CHECK(Test::WorstDifference(output.left, input) < 1e-6f);
+    CHECK(output.left.size() == 4000);
 }
