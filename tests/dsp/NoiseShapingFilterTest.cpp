@@ -1,0 +1,226 @@
+#include "dsp/NoiseShapingFilter.h"
+
+#include <doctest/doctest.h>
+
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "dsp/DepthShaper.h"
+#include "dsp/NoiseShaperTables.h"
+#include "tests/support/Signals.h"
+#include "tools/shaperdesign/ShaperDesign.h"
+
+using DSP::NoiseShapingFilter;
+using Table = NoiseShapingFilter::Table;
+
+namespace {
+
+constexpr std::uint32_t kClasses = 5;
+constexpr std::uint32_t kShapes = 5;
+
+/// Order and peak by rate class and shape, "Light" to "Ultra".
+struct Cell {
+    std::size_t uOrder;
+    float fPeak;
+};
+constexpr Cell kCells[kClasses][kShapes - 1] = {
+    {{15, 1}, {23, 2}, {23, 4}, {31, 15}},    {{15, 1}, {15, 2}, {23, 4}, {23, 9}},
+    {{39, 1}, {39, 2}, {39, 8}, {39, 30}},    {{60, 33}, {60, 33}, {60, 33}, {60, 33}},
+    {{60, 33}, {60, 33}, {60, 33}, {60, 33}},
+};
+
+std::vector<float> Coefficients(const Table& table) {
+    return {table.coefficients.begin(), table.coefficients.end()};
+}
+
+std::vector<Table> AllTables() {
+    std::vector<Table> tables;
+    for (std::uint32_t uShape = 0; uShape < kShapes; ++uShape)
+        tables.push_back(NoiseShapingFilter::ForShape(uShape));
+    for (std::uint32_t uClass = 0; uClass < kClasses; ++uClass) {
+        for (std::uint32_t uShape = 1; uShape < kShapes; ++uShape)
+            tables.push_back(NoiseShapingFilter::ForRate(uClass, uShape));
+    }
+    return tables;
+}
+
+/// Zeros inside the unit circle: the step-down recursion finds only reflection coefficients below 1.
+bool IsMinimumPhase(const std::vector<float>& coefficients) {
+    std::vector<double> a;
+    for (const float c : coefficients)
+        a.push_back(double{c} / double{coefficients[0]});
+    for (std::size_t m = a.size() - 1; m > 0; --m) {
+        const double k = a[m];
+        if (!(std::abs(k) < 1.0)) return false;
+        std::vector<double> lower(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(m));
+        for (std::size_t i = 1; i < m; ++i)
+            lower[i] = (a[i] - k * a[m - i]) / (1.0 - k * k);
+        a = lower;
+    }
+    return true;
+}
+
+/// Mean gain in dB between two frequencies.
+double MeanDb(const Table& table, double fRate, double fFrom, double fTo) {
+    double fPower = 0.0;
+    int nPoints = 0;
+    for (double fHz = fFrom; fHz <= fTo; fHz += 20.0, ++nPoints) {
+        const double fGain = ShaperDesign::NoiseGain(Coefficients(table), 2 * std::numbers::pi * fHz / fRate);
+        fPower += fGain * fGain;
+    }
+    return 10.0 * std::log10(fPower / nPoints);
+}
+
+}  // namespace
+
+TEST_CASE("Each rate class begins at its rate, and every cell has its order and peak") {
+    const std::pair<std::uint32_t, std::uint32_t> rates[] = {
+        {384000, 0}, {140001, 0}, {140000, 1}, {65001, 1}, {65000, 2}, {48000, 2}, {44100, 2},
+        {35001, 2},  {35000, 3},  {15001, 3},  {15000, 4}, {8000, 4},  {0, 4}};
+    for (const auto& row : rates) {
+        CAPTURE(row.first);
+        CHECK(NoiseShapingFilter::RateClass(row.first) == row.second);
+    }
+    for (std::uint32_t uClass = 0; uClass < kClasses; ++uClass) {
+        CHECK(NoiseShapingFilter(NoiseShapingFilter::ForRate(uClass, 0), true).Order() == 0);
+        for (std::uint32_t uShape = 1; uShape < kShapes; ++uShape) {
+            const NoiseShapingFilter filter(NoiseShapingFilter::ForRate(uClass, uShape), true);
+            CHECK(filter.Order() == kCells[uClass][uShape - 1].uOrder);
+            CHECK(filter.Peak() == kCells[uClass][uShape - 1].fPeak);
+        }
+    }
+    const std::size_t orders[] = {0, 1, 12, 5, 9};
+    for (std::uint32_t uShape = 0; uShape < kShapes; ++uShape) {
+        const NoiseShapingFilter filter(NoiseShapingFilter::ForShape(uShape), true);
+        CHECK(filter.Order() == orders[uShape]);
+        CHECK(filter.Peak() == (uShape == 0 ? 1.0f : 100.0f));
+    }
+}
+
+TEST_CASE(
+    "Every filter has minimum phase, so that its gain in dB is 0 on average and it adds as little as it can") {
+    for (const Table& table : AllTables()) {
+        if (table.coefficients.empty()) continue;
+        CAPTURE(table.coefficients.size());
+        const std::vector<float> coefficients = Coefficients(table);
+        // "Simple" has its zero on the circle.
+        if (coefficients.size() == 2) continue;
+        CHECK(IsMinimumPhase(coefficients));
+        double fMeanDb = 0.0;
+        constexpr int kPoints = 4000;
+        for (int n = 0; n < kPoints; ++n) {
+            const double fAngle = std::numbers::pi * (n + 0.5) / kPoints;
+            fMeanDb += 20.0 * std::log10(ShaperDesign::NoiseGain(coefficients, fAngle)) / kPoints;
+        }
+        CHECK(std::abs(fMeanDb) < 0.01);
+    }
+}
+
+TEST_CASE("The fixed tables sum up to the gains at 0, a quarter of the rate and half of it") {
+    struct Gains {
+        Table table;
+        double fZero, fQuarter, fHalf;  // by hand from the coefficients
+    };
+    const Gains rows[] = {
+        {NoiseShapingFilter::ForShape(1), 0.0, 1.414214, 2.0},
+        {NoiseShapingFilter::ForShape(2), 0.276206, 0.619264, 8.957413},
+        {NoiseShapingFilter::ForShape(3), 0.148100, 0.809449, 9.361900},
+        {NoiseShapingFilter::ForShape(4), 0.250300, 0.653658, 22.385700},
+        {NoiseShapingFilter::ForRate(0, 1), 0.335217, 1.524429, 1.139160},
+    };
+    for (const Gains& row : rows) {
+        const std::vector<float> c = Coefficients(row.table);
+        CAPTURE(c.size());
+        CHECK(std::abs(ShaperDesign::NoiseGain(c, 0.0) - row.fZero) < 3e-6);
+        CHECK(std::abs(ShaperDesign::NoiseGain(c, std::numbers::pi / 2) - row.fQuarter) < 3e-6);
+        CHECK(std::abs(ShaperDesign::NoiseGain(c, std::numbers::pi) - row.fHalf) < 3e-6);
+    }
+}
+
+TEST_CASE("The feedback's greatest gain is the peak of the table") {
+    for (const DSP::DesignedShaper& shaper : DSP::DesignedShapers()) {
+        CAPTURE(shaper.uRateClass);
+        CAPTURE(shaper.uFirstShape);
+        const std::vector<float> c(shaper.coefficients.begin(), shaper.coefficients.end());
+        // On a grid of its own, a third finer than the design's.
+        double fGreatest = 0.0;
+        for (int n = 0; n <= 5461; ++n) {
+            const double w = std::numbers::pi * n / 5461;
+            double fRe = 0.0, fIm = 0.0;
+            for (std::size_t k = 1; k < c.size(); ++k) {
+                fRe += double{c[k]} * std::cos(w * static_cast<double>(k));
+                fIm += double{c[k]} * std::sin(w * static_cast<double>(k));
+            }
+            fGreatest = std::max(fGreatest, std::sqrt(fRe * fRe + fIm * fIm));
+        }
+        CHECK(std::abs(fGreatest / shaper.fPeak - 1.0) < 1e-4);
+    }
+}
+
+TEST_CASE("The design tool gives the tables in use, coefficient by coefficient") {
+    const auto goals = ShaperDesign::Goals();
+    const auto shapers = DSP::DesignedShapers();
+    REQUIRE(goals.size() == shapers.size());
+    for (std::size_t i = 0; i < goals.size(); ++i) {
+        CAPTURE(goals[i].strName);
+        const std::vector<float> inUse(shapers[i].coefficients.begin(), shapers[i].coefficients.end());
+        CHECK(shapers[i].uRateClass == goals[i].uRateClass);
+        CHECK(shapers[i].uFirstShape == goals[i].uFirstShape);
+        CHECK(shapers[i].uLastShape == goals[i].uLastShape);
+        CHECK(Test::FirstDifference(ShaperDesign::Design(goals[i]).coefficients, inUse) == -1);
+    }
+}
+
+TEST_CASE(
+    "The shapes go deeper in their order, High and Ultra lie well below flat noise where ears are best") {
+    for (const double fRate : {192000.0, 96000.0, 44100.0, 48000.0}) {
+        CAPTURE(fRate);
+        const std::uint32_t uClass = NoiseShapingFilter::RateClass(static_cast<std::uint32_t>(fRate));
+        double fBefore = 0.0;
+        for (std::uint32_t uShape = 1; uShape < kShapes; ++uShape) {
+            const double fDb = MeanDb(NoiseShapingFilter::ForRate(uClass, uShape), fRate, 2000, 4000);
+            CHECK(fDb < fBefore - 0.8);
+            fBefore = fDb;
+        }
+    }
+    CHECK(MeanDb(NoiseShapingFilter::ForRate(2, 3), 44100, 2000, 4000) < -8.0);
+    CHECK(MeanDb(NoiseShapingFilter::ForRate(2, 4), 44100, 2000, 4000) < -14.0);
+}
+
+TEST_CASE("No shape adds more than 100 steps rms, with any dither or none") {
+    const std::vector<float> input = Test::Noise(51, 20000);
+    for (const Table& table : AllTables()) {
+        for (const float fAmount : {0.0f, 0.5f, 1.0f, 2.0f}) {
+            DSP::DepthShaper shaper;
+            shaper.Configure(1, 1, 0);
+            NoiseShapingFilter filter(table, true);
+            filter.Rebuild(fAmount);
+            shaper.Set({.fNoiseAmount = fAmount}, filter);
+            std::vector<float> output = input;
+            float* const channels[] = {output.data()};
+            shaper.Process(channels, static_cast<int>(output.size()), nullptr);
+            double fPower = 0.0;
+            for (std::size_t i = 0; i < input.size(); ++i) {
+                const double fAdded = (double{output[i]} - double{input[i]}) * 32768.0;
+                fPower += fAdded * fAdded / static_cast<double>(input.size());
+            }
+            CAPTURE(table.coefficients.size());
+            CHECK(std::sqrt(fPower) < 100.0);
+            CHECK(std::sqrt(fPower) > 0.25);
+        }
+    }
+}
+
+TEST_CASE("A rebuilt filter is the table's, divided by its first coefficient and tilted as the amount asks") {
+    constexpr float kTable[] = {-2.0f, 3.0f, 0.5f};
+    NoiseShapingFilter filter({kTable, 1.0f}, true);
+    CHECK(filter.Taps().Tap(0) == 1.5f);  // 3 / 2
+    CHECK(filter.Taps().Tap(1) == 0.25f);
+    filter.Rebuild(0.25f);  // A quarter of the coefficient before is taken off.
+    CHECK(filter.Taps().Tap(0) == doctest::Approx((3.0 + 0.5) / 2.0));
+    CHECK(filter.Taps().Tap(1) == doctest::Approx((0.5 - 0.75) / 2.0));
+    NoiseShapingFilter plain({kTable, 1.0f}, false);
+    plain.Rebuild(0.25f);
+    CHECK(plain.Taps().Tap(0) == 1.5f);
+}
