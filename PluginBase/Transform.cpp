@@ -5,6 +5,7 @@
 #include "PluginBase/Plugin.h"
 #include "dsp/CrossOver.h"
 #include "dsp/DCOffset.h"
+#include "dsp/Dither.h"
 #include "dsp/Dynamics.h"
 #include "dsp/Exciter.h"
 #include "dsp/Gain.h"
@@ -49,6 +50,7 @@ ModuleSet BuildModules(PluginContext& plugin) {
     modules.dynamics = modules.Add<DSP::Dynamics>(plugin);
     modules.imager = modules.Add<DSP::Imager>(plugin);
     modules.dcOffset = modules.Add<DSP::DCOffset>(plugin);
+    modules.dither = modules.Add<DSP::Dither>(plugin);
 
     // The bands are split while a module works on them.
     crossOver->SetBandModules({modules.exciter, modules.dynamics, modules.imager});

@@ -73,17 +73,27 @@ void EmptyChain(benchmark::State& state) {
 BENCHMARK(EmptyChain)->Arg(64)->Arg(512)->Arg(4096);
 
 /// Every module at work: eight equalizer nodes, the sampled room, four bands compressed, limited, gated,
-/// excited, widened, and the limiter that sees ahead and between the samples.
+/// excited, widened, the limiter that sees ahead and between the samples, and shaped dither.
 void FullChain(benchmark::State& state) {
     std::vector<std::string> settings = {
-        "EQ: Bypass=off",         "EQ: Soft Saturation=on",
-        "RVB: Bypass=off",        "RVB: Type=Room",
-        "RVB: Wet Out=10",        "DYN: Bypass=off",
-        "EXC: Bypass=off",        "EXC: Mode=Tube",
-        "IMG: Bypass=off",        "LMAX: Bypass=off",
-        "LMAX: Mode=Intelligent", "LMAX: Threshold=-6",
-        "LMAX: Margin=-1",        "DCO: Enable=on",
-        "CHOPS: Switch L/R=on",   "LMAX: Intersample Clip Detect=on",
+        "EQ: Bypass=off",
+        "EQ: Soft Saturation=on",
+        "RVB: Bypass=off",
+        "RVB: Type=Room",
+        "RVB: Wet Out=10",
+        "DYN: Bypass=off",
+        "EXC: Bypass=off",
+        "EXC: Mode=Tube",
+        "IMG: Bypass=off",
+        "LMAX: Bypass=off",
+        "LMAX: Mode=Intelligent",
+        "LMAX: Threshold=-6",
+        "LMAX: Margin=-1",
+        "DCO: Enable=on",
+        "CHOPS: Switch L/R=on",
+        "LMAX: Intersample Clip Detect=on",
+        "DTR: Dithering Type=DSHP+",
+        "DTR: Minimize Peaks=on",
     };
     for (int i = 1; i <= 8; ++i)
         settings.push_back(Util::Format("EQ: Gain %1=%2", i, i % 2 == 0 ? 3 : -3));

@@ -11,13 +11,13 @@
 
 using Test::TestPlugin;
 
-TEST_CASE("Exciter, dynamics, imager and DC filter follow each other in the list of components") {
+TEST_CASE("Exciter, dynamics, imager, DC filter and dither follow each other in the list of components") {
     TestPlugin plugin;
     std::vector<std::string> names;
     for (const Component* component : plugin.Components())
         names.push_back(component->Name());
     const std::vector<std::string> expected{"Exciter::Exciter", "Squash", "Imager::Imager",
-                                            "DCOffset::DCOffset"};
+                                            "DCOffset::DCOffset", "Dither::Dither"};
     CHECK(std::search(names.begin(), names.end(), expected.begin(), expected.end()) != names.end());
 }
 
@@ -41,6 +41,19 @@ TEST_CASE("In the chain the channel operations run while the imager is bypassed,
     const auto& filter = static_cast<DSP::DCOffset&>(plugin.Find("DCOffset::DCOffset"));
     CHECK(filter.OffsetMaximum(0) > 0.0f);
     CHECK(filter.CurrentOffset(0) != 0.0f);
+}
+
+TEST_CASE("Dither is behind the output gain: what leaves the chain is on the grid of the word length") {
+    TestPlugin plugin;
+    plugin.Set("Gain: Output Left", -7.3);
+    plugin.Set("DTR: Dithering Bit Depth", 1);
+    plugin.Set("DTR: Dithering Type", 3);
+    plugin.BeginStreaming(44100);
+    const auto output = plugin.Render({Test::Noise(1, 3000), Test::Noise(2, 3000)}, {512});
+    for (std::size_t i = 0; i < output.left.size(); ++i) {
+        REQUIRE(output.left[i] * 2048.0f == std::floor(output.left[i] * 2048.0f));
+        REQUIRE(output.right[i] * 2048.0f == std::floor(output.right[i] * 2048.0f));
+    }
 }
 
 TEST_CASE(
