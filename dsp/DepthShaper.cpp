@@ -85,37 +85,47 @@ void DepthShaper::Process(float* const* inputs, int nFrames, float* const* outpu
     }
     if (uChannels == 0) return;
 
-    bool bPlain = m_bKillHarmonics;
-    if (m_bBlanks && !bPlain) {
-        std::array<std::int64_t, kChannels> silence{};
-        for (std::size_t c = 0; c < uChannels; ++c)
-            bPlain = !StaysAwake(c, channels[c], uFrames, silence[c]) || bPlain;
-        for (std::size_t c = 0; c < uChannels && !bPlain; ++c)
-            m_blanking[c].nSilence = silence[c];
-    }
-    if (bPlain) {
-        for (std::size_t c = 0; c < uChannels; ++c)
-            ProcessChannel(c, channels[c], uFrames);
-    } else {
+    std::array<bool, kChannels> fast{};
+    for (std::size_t c = 0; c < uChannels; ++c)
+        fast[c] = !m_bKillHarmonics && (!m_bBlanks || StaysAwake(c, channels[c], uFrames));
+    if (fast[0] && (uChannels == 1 || fast[1])) {
         ShapeNoise(m_filter.Taps(), m_mode, m_state, channels[0], channels[1], uFrames);
+        return;
     }
+    for (std::size_t c = 0; c < uChannels; ++c)
+        fast[c] ? ShapeAlone(c, channels[c], uFrames) : ProcessChannel(c, channels[c], uFrames);
 }
 
 bool DepthShaper::IsSilent(float fSample) const noexcept {
     return !(std::abs(NoiseShapingRead(fSample)) >= m_fSilence);
 }
 
-/// Whether no sample of the block meets a blanked channel; then gives the length of the silence at its end.
-bool DepthShaper::StaysAwake(std::size_t uChannel, const float* samples, std::size_t uFrames,
-                             std::int64_t& nSilence) const noexcept {
+/// Whether no sample of the block meets a blanked channel; then the block's silence is counted.
+bool DepthShaper::StaysAwake(std::size_t uChannel, const float* samples, std::size_t uFrames) noexcept {
     if (m_blanking[uChannel].bBlanked) return false;
-    nSilence = m_blanking[uChannel].nSilence;
+    std::int64_t nSilence = m_blanking[uChannel].nSilence;
     std::int64_t nLongest = 0;
     for (std::size_t i = 0; i < uFrames; ++i) {
         nSilence = IsSilent(samples[i]) ? nSilence + 1 : 0;
         nLongest = std::max(nLongest, nSilence);
     }
-    return nLongest <= m_nHold;
+    if (nLongest > m_nHold) return false;
+    m_blanking[uChannel].nSilence = nSilence;
+    return true;
+}
+
+/// Runs the kernel on one channel while the other one is blanked.
+void DepthShaper::ShapeAlone(std::size_t uChannel, float* samples, std::size_t uFrames) noexcept {
+    NoiseShapingState alone;
+    alone.random[0] = m_state.random[uChannel];
+    alone.last[0] = m_state.last[uChannel];
+    for (std::size_t k = 0; k < m_filter.Order(); ++k)
+        alone.sums[2 * k] = m_state.sums[2 * k + uChannel];
+    ShapeNoise(m_filter.Taps(), m_mode, alone, samples, nullptr, uFrames);
+    m_state.random[uChannel] = alone.random[0];
+    m_state.last[uChannel] = alone.last[0];
+    for (std::size_t k = 0; k < m_filter.Order(); ++k)
+        m_state.sums[2 * k + uChannel] = alone.sums[2 * k];
 }
 
 /// One sample of the blanking stage; returns whether the sample is to be left as it is.

@@ -70,8 +70,8 @@ private:
 
     void Clear() noexcept;
     bool IsSilent(float fSample) const noexcept;
-    bool StaysAwake(std::size_t uChannel, const float* samples, std::size_t uFrames,
-                    std::int64_t& nSilence) const noexcept;
+    bool StaysAwake(std::size_t uChannel, const float* samples, std::size_t uFrames) noexcept;
+    void ShapeAlone(std::size_t uChannel, float* samples, std::size_t uFrames) noexcept;
     bool Blank(std::size_t uChannel, float* samples, std::size_t i) noexcept;
     void ProcessChannel(std::size_t uChannel, float* samples, std::size_t uFrames) noexcept;
     float ShapeSample(std::size_t uChannel, float fSample) noexcept;
