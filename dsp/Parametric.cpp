@@ -141,7 +141,9 @@ void Parametric::SetBypass(bool bBypass) {
 }
 
 void Parametric::SetSoloMute(bool bMute) {
-    SetFlag(m_bSoloMute, bMute);
+    if (m_bSoloMute.Exchange(bMute) == bMute) return;
+    MarkDirty();
+    ActivityChanged();
 }
 
 void Parametric::SetSoftSaturation(bool bSaturate) {

@@ -51,7 +51,7 @@ public:
 
     void SetSampleRate(std::uint32_t uSampleRate) override;
     void ResetStream() override { ClearState(); }
-    bool IsActive() const override { return !m_bBypass; }
+    bool IsActive() const override { return !m_bBypass && !m_bSoloMute; }
     std::uint32_t ProcessBlock(std::uint32_t uFrames, float* left, float* right) override;
     void ClearState() override;
     std::uint32_t GetLatency() const override { return m_uLatency; }

@@ -118,7 +118,7 @@ TEST_CASE("The equalizer's tables hold its parameters with their ranges, default
     }
 }
 
-TEST_CASE("Only a changed value marks the plug-in, and only the bypass and the delay ask for updates") {
+TEST_CASE("Only a changed value marks the plug-in, and only bypass, solo mute and delay ask for updates") {
     EqualizerFixture f;
     const auto dirtied = [&](auto change) {
         const int nBefore = f.context.nDirty;
@@ -134,11 +134,17 @@ TEST_CASE("Only a changed value marks the plug-in, and only the bypass and the d
     CHECK(dirtied([&] { CHECK(f.eq.SetNode(3, 100.0f, 1.0f, 2.0f, Shape::Bell)); }) == 1);
     CHECK(dirtied([&] { CHECK(f.eq.SetNode(3, 100.0f, 1.0f, 2.0f, Shape::Bell)); }) == 0);
     CHECK(f.eq.Node(3) == FilterNode{true, Shape::Bell, 100.0f, 1.0f, 2.0f});
-    CHECK(f.context.nActivityRequests == 0);
+    CHECK(f.context.nActivityRequests == 1);
+    f.Bool("EQ: Bypass", false);
+    CHECK(f.context.nActivityRequests == 2);
+    CHECK_FALSE(f.eq.IsActive());
+    f.Bool("EQ: Solo Mute", false);
+    CHECK(f.eq.IsActive());
+    f.Bool("EQ: Bypass", true);
     CHECK_FALSE(f.eq.IsActive());
     f.Bool("EQ: Bypass", false);
     CHECK(f.eq.IsActive());
-    CHECK(f.context.nActivityRequests == 1);
+    CHECK(f.context.nActivityRequests == 5);
     CHECK(f.context.nDelayRequests == 0);
     f.Int("EQ: Buffer Size", 5);
     f.Int("EQ: FFT Size", 1);
