@@ -169,11 +169,8 @@ std::uint32_t Component::RunPiece(const ComponentBlockBuffer::Piece& piece, std:
     return uDone;
 }
 
-std::uint32_t Component::ProcessStrides(const StageContext& context, const ComponentBlockBuffer::Piece& piece,
-                                        std::int64_t nPosition) {
-    const bool bBuffered = m_blockBuffer.BlockSize() != 0;
-    const EnvelopeSpan span{context.uSampleRate, nPosition, piece.uFrames,
-                            std::max(bBuffered ? piece.uFrames : context.uStride, 1u)};
+/// Fills the lanes of all parameters that have segments.
+void Component::EvaluateEnvelopes(const EnvelopeSpan& span) {
     const auto evaluate = [&](ParameterGroup group, auto& lanes, auto&& run) {
         for (auto& lane : lanes) {
             lane.bLive = m_envelopes->SegmentCount(group, lane.uIndex) != 0;
@@ -191,6 +188,23 @@ std::uint32_t Component::ProcessStrides(const StageContext& context, const Compo
     evaluate(ParameterGroup::Int, m_values->ints, [&](auto& lane) {
         m_envelopes->EvaluateInt(lane.uIndex, span, GetInt(lane.uIndex), lane.values);
     });
+}
+
+void Component::FollowAutomation(const StageContext& context, std::uint32_t uFrames) {
+    if (uFrames == 0 || !m_envelopes->HasSegments()) return;
+    const std::lock_guard lock(m_lock);
+    const EnvelopeSpan span{context.uSampleRate, context.nPosition, uFrames, std::max(context.uStride, 1u)};
+    EvaluateEnvelopes(span);
+    ApplyEnvelopes(static_cast<std::uint32_t>(span.StrideCount()) - 1);
+    if (context.refresh) *context.refresh = true;
+}
+
+std::uint32_t Component::ProcessStrides(const StageContext& context, const ComponentBlockBuffer::Piece& piece,
+                                        std::int64_t nPosition) {
+    const bool bBuffered = m_blockBuffer.BlockSize() != 0;
+    const EnvelopeSpan span{context.uSampleRate, nPosition, piece.uFrames,
+                            std::max(bBuffered ? piece.uFrames : context.uStride, 1u)};
+    EvaluateEnvelopes(span);
 
     std::uint32_t uDone = 0;
     for (std::uint32_t i = 0; i < span.StrideCount(); ++i) {

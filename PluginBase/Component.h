@@ -150,6 +150,11 @@ public:
                                    float* right, bool bForce = false, float* const* bandsLeft = nullptr,
                                    float* const* bandsRight = nullptr);
 
+    /// Carries the automated parameters to where they stand at the block's end, for a block in which nothing
+    /// calls ProcessAutomated. Without it automation could switch off the last module of a group that runs
+    /// only while one of it is active, and never switch one on again. Computes no audio. Audio thread.
+    void FollowAutomation(const StageContext& context, std::uint32_t uFrames);
+
     // For displays. -------------------------------------------------------------------------------------
 
     void SetMetersEnabled(bool bEnabled) { m_bMetersEnabled = bEnabled; }
@@ -194,6 +199,7 @@ private:
     std::uint32_t ProcessBuffered(const StageContext& context, const ComponentBlockBuffer::Piece& piece);
     std::uint32_t ProcessStrides(const StageContext& context, const ComponentBlockBuffer::Piece& piece,
                                  std::int64_t nPosition);
+    void EvaluateEnvelopes(const EnvelopeSpan& span);
     void ApplyEnvelopes(std::uint32_t uStride);
     std::uint32_t RunPiece(const ComponentBlockBuffer::Piece& piece, std::uint32_t uOffset,
                            std::uint32_t uFrames);

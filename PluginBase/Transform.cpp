@@ -112,7 +112,12 @@ void Transform::RunModuleOrder(const StageContext& context, const Block& block) 
             case ModuleOrderCode::MultibandDynamics:
             case ModuleOrderCode::MultibandExciter:
             case ModuleOrderCode::MultibandImager:
-                if (!bMultibandDone && bSplit) RunMultiband(context, block, order, p);
+                if (bSplit) {
+                    if (!bMultibandDone) RunMultiband(context, block, order, p);
+                } else if (Component* const module = BandModule(order[p])) {
+                    // A module switched on here runs from the next block, with the delay that it brings.
+                    module->FollowAutomation(context, block.uFrames);
+                }
                 bMultibandDone = true;
                 break;
             case ModuleOrderCode::ChannelOperations:

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "dsp/CrossOver.h"
+#include "dsp/Dynamics.h"
 #include "tests/support/FakeModules.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestPlugin.h"
@@ -22,6 +23,18 @@ ModuleSet CrossOverChain(PluginContext& plugin) {
     modules.bands = crossOver;
     modules.dynamics = fake;
     crossOver->SetBandModules({fake});
+    return modules;
+}
+
+/// The crossover with the dynamics alone, in one band.
+ModuleSet DynamicsChain(PluginContext& plugin) {
+    ModuleSet modules;
+    auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
+    auto* const dynamics = modules.Add<DSP::Dynamics>(plugin);
+    modules.crossOver = crossOver;
+    modules.bands = crossOver;
+    modules.dynamics = dynamics;
+    crossOver->SetBandModules({dynamics});
     return modules;
 }
 
@@ -54,4 +67,30 @@ TEST_CASE("The chain's Digital bands sum to its input behind the system delay, a
     // Without the band module there is no split and no delay.
     plugin.Set("Fake: On", 0);
     CHECK(plugin.GetTransform().SystemDelay() == 0);
+}
+
+TEST_CASE("Automation switches the only band module on, off and on again") {
+    TestPlugin plugin(&DynamicsChain);
+    plugin.Set("CrossOver: Number of Bands", 1);
+    plugin.Set("DYN: Global Gain", -20);
+    // The rate makes a frame 1250 ticks long: off until frame 1000, on, off from 3000, on from 5000.
+    plugin.BeginStreaming(8000);
+    const auto at = [](std::int64_t nFrame) { return nFrame * 1250; };
+    const EnvelopeSegment segments[] = {{at(1000), at(3000), 0.0f, 1.0f}, {at(5000), at(9000), 0.0f, 0.0f}};
+    Component& dynamics = plugin.Find("Squash");
+    dynamics.Envelopes().AddSegments(ParameterGroup::Bool, 0, segments);
+    dynamics.SetAutomationActive(dynamics.HasAutomation());
+
+    const auto output = plugin.Render({std::vector<float>(7000, 0.5f), {}}, {100});
+    REQUIRE(output.left.size() == 7000);
+    // Away from the switches by a block and the look-ahead.
+    const auto stands = [&](std::size_t uFrom, std::size_t uTo, float fLevel) {
+        return std::all_of(output.left.begin() + std::ptrdiff_t(uFrom),
+                           output.left.begin() + std::ptrdiff_t(uTo),
+                           [&](float fSample) { return std::abs(fSample - fLevel) < 1e-6f; });
+    };
+    CHECK(stands(0, 1000, 0.5f));
+    CHECK(stands(1200, 3000, 0.05f));
+    CHECK(stands(3200, 5000, 0.5f));
+    CHECK(stands(5200, 7000, 0.05f));
 }
