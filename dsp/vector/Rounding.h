@@ -17,4 +17,10 @@ inline std::int32_t RoundHalfAway(double fValue) noexcept {
     return fRounded < double{Limits::max()} ? static_cast<std::int32_t>(fRounded) : Limits::max();
 }
 
+/// The same for a float of magnitude below 2^20, in a few instructions and without a branch. Half added in
+/// double is exact there, so the cut falls where it should; in float 0.49999997 would become 1.
+inline std::int32_t RoundSmallHalfAway(float fValue) noexcept {
+    return static_cast<std::int32_t>(double{fValue} + std::copysign(0.5, double{fValue}));
+}
+
 }  // namespace DSP
