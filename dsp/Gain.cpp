@@ -13,8 +13,6 @@ namespace DSP {
 
 namespace {
 
-constexpr float kMinDb = -144.0f;
-constexpr float kMaxDb = 10.0f;
 constexpr float kMinBypassDb = -20.0f;
 constexpr const char* kGainNames[] = {"Input Left", "Input Right", "Output Left", "Output Right"};
 

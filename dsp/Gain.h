@@ -22,6 +22,13 @@ class Gain final : public ComponentImpl<Gain> {
 public:
     enum Stage : std::uint32_t { kInput = 0, kOutput = 1, kBypass = 2 };
 
+    /// The range of the input and output gains in dB, and the indices of the left ones in the Float table;
+    /// each right one follows.
+    static constexpr float kMinDb = -144.0f;
+    static constexpr float kMaxDb = 10.0f;
+    static constexpr std::uint32_t kInputLeftIndex = 1;
+    static constexpr std::uint32_t kOutputLeftIndex = 3;
+
     explicit Gain(PluginContext& plugin);
 
     bool IsActive() const override { return true; }
