@@ -1,0 +1,207 @@
+#include "dsp/meter/Phase.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <numeric>
+
+#include "tests/support/CountingAllocator.h"
+#include "tests/support/Signals.h"
+#include "tests/support/TestContext.h"
+
+using DSP::Meter::Phase;
+using Samples = std::vector<float>;
+
+namespace {
+
+constexpr std::uint32_t kLap = 2205;
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+struct Fixture {
+    Test::TestContext context;
+    Phase phase{context};
+
+    void Feed(const Samples& left, const Samples& right, const std::vector<std::uint32_t>& cuts) {
+        std::size_t uDone = 0;
+        for (const std::uint32_t uFrames : cuts) {
+            phase.MeasureVectorscope(uFrames, left.data() + uDone, right.data() + uDone);
+            phase.MeasureCorrelation(uFrames, left.data() + uDone, right.data() + uDone);
+            uDone += uFrames;
+        }
+    }
+    void Feed(const Samples& left, const Samples& right) {
+        Feed(left, right, {static_cast<std::uint32_t>(left.size())});
+    }
+    Phase::Point Show(float fLeft, float fRight) {
+        Feed({fLeft}, {fRight});
+        return phase.Trace().back();
+    }
+    std::uint32_t Total() const {
+        const auto counts = phase.Histogram();
+        return std::accumulate(counts.begin(), counts.end(), 0u);
+    }
+};
+
+Samples Sine(double fPhase, std::size_t uLength) {
+    Samples samples(uLength);
+    // 45 periods in a lap: every lap is alike.
+    for (std::size_t i = 0; i < uLength; ++i)
+        samples[i] = static_cast<float>(
+            0.5 * std::sin(2 * std::numbers::pi * 45.0 * static_cast<double>(i) / kLap + fPhase));
+    return samples;
+}
+
+}  // namespace
+
+TEST_CASE("Phase: a frame's point lies where its sum and difference say") {
+    Fixture f;
+    CHECK(f.phase.Trace().front() == Phase::Point{62, 62});
+    CHECK(f.Show(0.0f, 0.0f) == Phase::Point{62, 63});
+    // Equal channels draw a vertical line, opposite ones a horizontal one.
+    CHECK(f.Show(0.8f, 0.8f) == Phase::Point{62, 13});
+    CHECK(f.Show(-0.8f, -0.8f) == Phase::Point{62, 113});
+    CHECK(f.Show(-0.8f, 0.8f) == Phase::Point{112, 63});
+    CHECK(f.Show(0.8f, -0.8f) == Phase::Point{12, 63});
+    // Left alone leans to the left, and halves round away from zero.
+    CHECK(f.Show(0.4f, 0.0f) == Phase::Point{62 - 13, 63 - 13});
+    CHECK(f.Show(1.0f, 1.0f) == Phase::Point{62, 0});
+    CHECK(f.Show(-1.0f, -1.0f) == Phase::Point{62, 124});
+    CHECK(f.Show(-1.0f, 1.0f) == Phase::Point{124, 63});
+    CHECK(f.Show(kNan, 0.4f) == Phase::Point{62 + 13, 63 - 13});
+}
+
+TEST_CASE("Phase: cells take the normal colour, and the other one where a sample is beyond full scale") {
+    Fixture f;
+    f.phase.SetColours(0xff00ff00u, 0xffff0000u);
+    f.Show(1.0f, -1.0f);
+    CHECK(f.phase.Cell(63, 0) == 0xff00ff00u);
+    f.Show(1.5f, -1.0f);
+    CHECK(f.phase.Cell(63, 0) == 0xffff0000u);
+    f.Show(1.5f, 1.0f);
+    CHECK(f.phase.Cell(0, 62) == 0xffff0000u);
+    f.Show(std::numeric_limits<float>::infinity(), 0.0f);
+    CHECK(f.phase.Cell(32, 31) == 0xffff0000u);
+    CHECK(f.phase.Cell(62, 62) == 0);
+}
+
+TEST_CASE("Phase: the trace is the last 500 points in order of time") {
+    Fixture f;
+    const Samples left = Test::Noise(1, 1733), right = Test::Noise(2, 1733);
+    f.Feed(left, right, Test::RandomCuts(3, 1733, 700));
+    const auto trace = f.phase.Trace();
+    int nWrong = 0;
+    for (std::size_t i = 0; i < trace.size(); ++i) {
+        const float fLeft = left[1233 + i], fRight = right[1233 + i];
+        const int nColumn = static_cast<int>(std::round((fRight - fLeft) * 31.25f)) + 62;
+        const int nRow = 63 - static_cast<int>(std::round((fRight + fLeft) * 31.25f));
+        nWrong += trace[i] != Phase::Point{std::clamp(nColumn, 0, 124), std::clamp(nRow, 0, 124)};
+    }
+    CHECK(nWrong == 0);
+    f.phase.ClearState();
+    CHECK(f.phase.Trace().back() == Phase::Point{62, 62});
+}
+
+TEST_CASE("Phase: pairs of known correlation land in its bin, from the second lap on") {
+    struct Case {
+        double fPhase;
+        std::size_t uBin;
+    };
+    // Bin round((cos + 1) / 2 * 123), at most 122.
+    for (const Case c : {Case{0.0, 122}, Case{std::numbers::pi, 0}, Case{std::numbers::pi / 3, 92},
+                         Case{2 * std::numbers::pi / 3, 31}}) {
+        Fixture f;
+        f.Feed(Sine(0.0, 5 * kLap + 100), Sine(c.fPhase, 5 * kLap + 100));
+        CAPTURE(c.fPhase);
+        CHECK(f.phase.Histogram()[c.uBin] == 4);
+        CHECK(f.Total() == 4);
+    }
+    // Silence correlates fully, and so does one quiet channel.
+    Fixture f;
+    f.Feed(Samples(3 * kLap), Samples(3 * kLap));
+    f.Feed(Samples(kLap, 0.00009f), Samples(kLap, -0.5f));
+    CHECK(f.phase.Histogram()[122] == 3);
+    CHECK(f.Total() == 3);
+}
+
+TEST_CASE("Phase: a jump counts every bin on the way, and a reset request empties the histogram once") {
+    Fixture f;
+    const Samples sine = Sine(0.0, kLap), inverse = Sine(std::numbers::pi, kLap);
+    f.Feed(sine, sine);
+    CHECK(f.Total() == 0);
+    f.Feed(sine, inverse);
+    CHECK(f.Total() == 123);
+    f.Feed(sine, inverse);
+    CHECK(f.Total() == 124);
+    CHECK(f.phase.Histogram()[0] == 2);
+    f.phase.RequestHistogramReset();
+    CHECK(f.Total() == 124);
+    f.Feed(sine, inverse);
+    CHECK(f.Total() == 1);
+    f.Feed(sine, inverse);
+    CHECK(f.Total() == 2);
+    f.phase.ClearState();
+    f.Feed(sine, sine);
+    CHECK(f.Total() == 2);
+}
+
+TEST_CASE("Phase: the histogram does not depend on the cuts and counts what a sliding window would") {
+    const std::uint32_t uLength = 20 * kLap;
+    const Samples left = Test::Noise(5, uLength);
+    Samples right = Test::Noise(6, uLength);
+    for (std::size_t i = 0; i < uLength; ++i)
+        right[i] += left[i] * (static_cast<float>(i / kLap) - 10.0f) * 0.2f;
+    Fixture whole, cut;
+    whole.Feed(left, right);
+    {
+        const auto cuts = Test::RandomCuts(8, uLength, 3000);
+        const Test::AllocationCounter counter;
+        cut.Feed(left, right, cuts);
+        CHECK(counter.Count() == 0);
+    }
+    CHECK(whole.phase.Histogram() == cut.phase.Histogram());
+
+    // Rings of one lap's length whose sums lose the oldest entry with every frame.
+    std::array<std::uint32_t, Phase::kBins> expected{};
+    long nPrevious = -1;
+    for (std::size_t uEnd = kLap; uEnd <= uLength; uEnd += kLap) {
+        double ll = 0, rr = 0, lr = 0;
+        for (std::size_t i = uEnd - kLap + 1; i < uEnd; ++i) {
+            ll += double{left[i]} * left[i];
+            rr += double{right[i]} * right[i];
+            lr += double{left[i]} * right[i];
+        }
+        const long nBin = std::clamp(std::lround((lr / std::sqrt(ll * rr) + 1) * 0.5 * 123), 0l, 122l);
+        for (long n = nBin; nPrevious >= 0; n += nPrevious > nBin ? 1 : -1) {
+            ++expected[static_cast<std::size_t>(n)];
+            if (n == nPrevious) break;
+        }
+        nPrevious = nBin;
+    }
+    CHECK(whole.phase.Histogram() == expected);
+}
+
+TEST_CASE("Phase: a lap with a NaN or an infinity is left out, the next one counts") {
+    for (const float fBad : {kNan, std::numeric_limits<float>::infinity()}) {
+        Fixture f;
+        const Samples sine = Sine(0.0, kLap);
+        f.Feed(sine, sine);
+        f.Feed({fBad}, {0.5f});
+        f.Feed(Samples(kLap - 1, fBad), Samples(kLap - 1, 0.5f));
+        CHECK(f.Total() == 0);
+        f.Feed(sine, sine);
+        CHECK(f.Total() == 1);
+        CHECK(f.phase.Histogram()[122] == 1);
+    }
+}
+
+TEST_CASE("Phase: what is switched off does not measure") {
+    Fixture f;
+    f.phase.SetBool(0, false);
+    f.phase.SetBool(2, false);
+    f.Feed(Sine(0.0, 3 * kLap), Sine(1.0, 3 * kLap));
+    CHECK(f.Total() == 0);
+    CHECK(f.phase.Trace().back() == Phase::Point{62, 62});
+}
