@@ -6,6 +6,14 @@
 #include "PluginBase/BandSplitter.h"
 #include "PluginBase/Component.h"
 
+namespace DSP::Meter {
+class AutoNormalize;
+class Bit;
+class Level;
+class Phase;
+class Spectrum;
+}  // namespace DSP::Meter
+
 /// The components of a chain and the role of each. A role that nobody has is null, and the chain goes on
 /// without it.
 struct ModuleSet {
@@ -23,6 +31,13 @@ struct ModuleSet {
     Component* imager = nullptr;
     Component* dcOffset = nullptr;
     Component* dither = nullptr;
+
+    // The chain calls the meters by operations of their own, and only while they are active.
+    DSP::Meter::Level* level = nullptr;
+    DSP::Meter::Spectrum* spectrum = nullptr;
+    DSP::Meter::Phase* phase = nullptr;
+    DSP::Meter::Bit* bit = nullptr;
+    DSP::Meter::AutoNormalize* autoNormalize = nullptr;
 
     /// Builds a component into the set and returns it.
     template <class T, class... Arguments>

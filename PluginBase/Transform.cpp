@@ -13,6 +13,12 @@
 #include "dsp/Maximizer.h"
 #include "dsp/Parametric.h"
 #include "dsp/Reverb.h"
+#include "dsp/meter/AutoNormalize.h"
+#include "dsp/meter/Bit.h"
+#include "dsp/meter/Level.h"
+#include "dsp/meter/Phase.h"
+#include "dsp/meter/Spectrum.h"
+#include "dsp/meter/SpectrumState.h"
 #include "dsp/vector/Elementwise.h"
 
 namespace {
@@ -33,12 +39,23 @@ void RunStage(Component* module, std::uint32_t uStage, const StageContext& conte
     module->ProcessAutomated(context, uFrames, left, right, bForce);
 }
 
+bool IsRunning(const Component* meter) {
+    return meter && meter->Active();
+}
+
 }  // namespace
 
 // The order of these lines is the order of every persisted format: a new one goes where its place is fixed,
 // and no two change places.
 ModuleSet BuildModules(PluginContext& plugin) {
+    using namespace DSP::Meter;
     ModuleSet modules;
+    modules.level = modules.Add<Level>(plugin);
+    auto* const spectrumState = modules.Add<SpectrumState>(plugin);
+    modules.spectrum = modules.Add<Spectrum>(plugin, *spectrumState);
+    modules.phase = modules.Add<Phase>(plugin);
+    modules.bit = modules.Add<Bit>(plugin);
+    modules.autoNormalize = modules.Add<AutoNormalize>(plugin);
     modules.gain = modules.Add<DSP::Gain>(plugin);
     auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
     modules.crossOver = crossOver;
@@ -71,18 +88,42 @@ void Transform::ResetGuards() {
     m_silenceGuard.Reset();
 }
 
+void Transform::ClearLatches() {
+    if (m_modules.level) m_modules.level->ClearClips();
+}
+
 std::uint32_t Transform::ProcessChain(const StageContext& context, std::uint32_t uFrames, float* inLeft,
                                       float* inRight, float* outLeft, float* outRight) {
+    using DSP::Meter::Level;
+    const bool bNormalize = IsRunning(m_modules.autoNormalize);
+    if (bNormalize) m_modules.autoNormalize->MeasureInput(uFrames, inLeft, inRight);
     RunStage(m_modules.gain, DSP::Gain::kInput, context, uFrames, inLeft, inRight);
+    MeterLevel(Level::kInputLeft, {uFrames, inLeft, inRight});
     RunModuleOrder(context, {uFrames, inLeft, inRight});
 
     DSP::VectorMove(inLeft, outLeft, Length(uFrames));
     if (inRight) DSP::VectorMove(inRight, outRight, Length(uFrames));
     float* const right = inRight ? outRight : nullptr;
+    if (bNormalize) m_modules.autoNormalize->MeasureOutput(uFrames, outLeft, right);
     RunStage(m_modules.gain, DSP::Gain::kOutput, context, uFrames, outLeft, right);
     RunModule(m_modules.dcOffset, context, uFrames, outLeft, right);
     RunModule(m_modules.dither, context, uFrames, outLeft, right);
+    if (IsRunning(m_modules.bit)) m_modules.bit->Measure(uFrames, outLeft, right);
+    MeterLevel(Level::kOutputLeft, {uFrames, outLeft, right});
     return uFrames;
+}
+
+void Transform::MeterLevel(std::uint32_t uFirstChannel, const Block& block) {
+    if (!IsRunning(m_modules.level)) return;
+    m_modules.level->Meter(uFirstChannel, block.uFrames, block.left);
+    if (block.right) m_modules.level->Meter(uFirstChannel + 1, block.uFrames, block.right);
+}
+
+void Transform::MeterPhase(const Block& block) {
+    if (!IsRunning(m_modules.phase)) return;
+    const float* const right = block.right ? block.right : block.left;
+    m_modules.phase->MeasureVectorscope(block.uFrames, block.left, right);
+    m_modules.phase->MeasureCorrelation(block.uFrames, block.left, right);
 }
 
 void Transform::ProcessBypassed(std::uint32_t uFrames, const float* inLeft, const float* inRight,
@@ -127,7 +168,11 @@ void Transform::RunModuleOrder(const StageContext& context, const Block& block) 
                 RunModule(m_modules.maximizer, context, block.uFrames, block.left, block.right);
                 break;
             case ModuleOrderCode::Spectrum:
+                if (IsRunning(m_modules.spectrum))
+                    m_modules.spectrum->Meter(block.uFrames, block.left, block.right);
+                break;
             case ModuleOrderCode::PhaseMeter:
+                MeterPhase(block);
                 break;
         }
     }
@@ -151,11 +196,14 @@ void Transform::RunMultiband(const StageContext& context, const Block& block,
     SplitBands(context, block);
     const std::uint32_t uBands = m_modules.bands->BandCount();
     for (std::uint32_t b = 0; b < uBands; ++b) {
-        if (m_modules.bands->IsBandBypassed(b)) continue;
+        float* const left = m_bandsLeft[b].data();
         float* const right = block.right ? m_bandsRight[b].data() : nullptr;
-        for (std::size_t p = uPosition; p < order.size(); ++p) {
-            RunStage(BandModule(order[p]), b, context, block.uFrames, m_bandsLeft[b].data(), right);
+        if (!m_modules.bands->IsBandBypassed(b)) {
+            for (std::size_t p = uPosition; p < order.size(); ++p)
+                RunStage(BandModule(order[p]), b, context, block.uFrames, left, right);
         }
+        if (IsRunning(m_modules.spectrum) && m_modules.spectrum->AnalysesBand(b))
+            m_modules.spectrum->Meter(block.uFrames, left, right);
     }
     MergeBands(block);
 }

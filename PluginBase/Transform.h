@@ -20,6 +20,8 @@ public:
     /// Recomputes activity and system delay, whatever is marked.
     void UpdateAll();
 
+    void ClearLatches() override;
+
 private:
     static constexpr std::uint32_t kBands = ComponentBlockBuffer::kBands;
     /// The band index by which the imager knows that it runs on the whole signal.
@@ -38,6 +40,8 @@ private:
                          float* outRight) override;
     void ResetGuards() override;
 
+    void MeterLevel(std::uint32_t uFirstChannel, const Block& block);
+    void MeterPhase(const Block& block);
     void RunModuleOrder(const StageContext& context, const Block& block);
     void RunMultiband(const StageContext& context, const Block& block, const Global::ModuleOrder& order,
                       std::size_t uPosition);

@@ -51,6 +51,9 @@ public:
     /// Drops the audio history of every component and restarts the trimming of the delay.
     void ResetAll();
 
+    /// Puts out the clip lights of the level meter.
+    virtual void ClearLatches() = 0;
+
     void SetChannels(std::uint32_t uInput, std::uint32_t uOutput);
     std::uint32_t InputChannels() const { return m_uInputChannels; }
     std::uint32_t OutputChannels() const { return m_uOutputChannels; }
