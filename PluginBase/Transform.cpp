@@ -92,6 +92,54 @@ void Transform::ClearLatches() {
     if (m_modules.level) m_modules.level->ClearClips();
 }
 
+MeterReadings Transform::ReadMeters() {
+    MeterReadings readings;
+    if (auto* const level = m_modules.level) {
+        for (std::uint32_t i = 0; i < readings.levels.size(); ++i) {
+            const DSP::Meter::Level::Reading reading = level->Read(i);
+            readings.levels[i] = {reading.fValue, reading.fHeld, level->Clipped(i)};
+        }
+    }
+    if (auto* const spectrum = m_modules.spectrum) {
+        DSP::Meter::Spectrum::Reading reading = spectrum->Current();
+        readings.strSpectrumType = std::move(reading.strType);
+        readings.frequencies = std::move(reading.frequencies);
+        readings.magnitudes = std::move(reading.magnitudes);
+    }
+    if (const auto* const phase = m_modules.phase) {
+        const auto histogram = phase->Histogram();
+        readings.correlations.assign(histogram.begin(), histogram.end());
+        for (const DSP::Meter::Phase::Point& point : phase->Trace()) {
+            readings.trace.push_back(point.nColumn);
+            readings.trace.push_back(point.nRow);
+        }
+    }
+    for (std::uint32_t i = 0; m_modules.bit && i < readings.bits.size(); ++i) {
+        const auto& bits = m_modules.bit->Bits(i);
+        readings.bits[i].assign(bits.begin(), bits.end());
+    }
+    if (auto* const dynamics = dynamic_cast<DSP::Dynamics*>(m_modules.dynamics)) {
+        for (std::uint32_t b = 0; b < readings.dynamics.size(); ++b) {
+            const auto histogram = dynamics->Histogram(b);
+            readings.dynamics[b] = {dynamics->TakeMinimumCompGain(b),
+                                    dynamics->TakeMinimumGateGain(b),
+                                    {histogram.begin(), histogram.end()}};
+        }
+    }
+    if (auto* const maximizer = dynamic_cast<DSP::Maximizer*>(m_modules.maximizer)) {
+        const auto histogram = maximizer->Histogram();
+        readings.fMaximizerMinimumGain = maximizer->TakeMinimumGain();
+        readings.maximizerHistogram.assign(histogram.begin(), histogram.end());
+    }
+    if (const auto* const filter = dynamic_cast<DSP::DCOffset*>(m_modules.dcOffset)) {
+        for (std::uint32_t i = 0; i < readings.offsetMinimum.size(); ++i) {
+            readings.offsetMinimum[i] = filter->OffsetMinimum(i);
+            readings.offsetMaximum[i] = filter->OffsetMaximum(i);
+        }
+    }
+    return readings;
+}
+
 std::uint32_t Transform::ProcessChain(const StageContext& context, std::uint32_t uFrames, float* inLeft,
                                       float* inRight, float* outLeft, float* outRight) {
     using DSP::Meter::Level;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "PluginBase/DenormalGuard.h"
+#include "PluginBase/MeterReadings.h"
 #include "PluginBase/ModuleSet.h"
 #include "PluginBase/TransformBase.h"
 
@@ -21,6 +22,9 @@ public:
     void UpdateAll();
 
     void ClearLatches() override;
+
+    /// What the meters show, as displays read it: peaks and least gains begin anew. Any thread; allocates.
+    MeterReadings ReadMeters();
 
 private:
     static constexpr std::uint32_t kBands = ComponentBlockBuffer::kBands;

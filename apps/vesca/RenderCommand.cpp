@@ -163,6 +163,7 @@ void Render(const RenderOptions& options, const Output& output) {
     summary.uSystemDelay = renderer.SystemDelay();
     summary.input = before->Finish();
     summary.output = after->Finish();
+    summary.meters = renderer.Meters();
     if (options.strReport == "-") {
         output.product << ReportText(summary);
     } else {
@@ -208,8 +209,10 @@ void AddOptions(CLI::App& command, RenderOptions& options) {
                     "Feed this much silence after the input, and keep what it produces (default 0)")
         ->option_text("SECONDS");
     command
-        .add_option("--report", options.strReport,
-                    "Write levels and loudness of input and output as JSON; - is standard output")
+        .add_option(
+            "--report", options.strReport,
+            "Write levels and loudness of input and output, and what the meters show at the end, as JSON; "
+            "- is standard output")
         ->option_text("FILE");
     command.add_option("--save-state", options.strSaveState, "Write the engine's state after all settings")
         ->option_text("FILE");

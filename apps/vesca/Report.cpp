@@ -21,6 +21,29 @@ Json LevelsJson(const Levels& levels) {
             {"dc_offset", levels.dcOffset}};
 }
 
+Json MetersJson(const MeterReadings& meters) {
+    Json levels = Json::array();
+    for (const MeterReadings::Level& level : meters.levels)
+        levels.push_back({{"value", level.fValue}, {"held", level.fHeld}, {"clip", level.bClip}});
+    Json bands = Json::array();
+    for (const MeterReadings::Band& band : meters.dynamics) {
+        bands.push_back({{"minimum_comp_gain", band.fMinimumCompGain},
+                         {"minimum_gate_gain", band.fMinimumGateGain},
+                         {"histogram", band.histogram}});
+    }
+    return {{"level", levels},
+            {"spectrum",
+             {{"type", meters.strSpectrumType},
+              {"frequencies", meters.frequencies},
+              {"magnitudes", meters.magnitudes}}},
+            {"phase", {{"correlation_histogram", meters.correlations}, {"vectorscope_trace", meters.trace}}},
+            {"bit", {{"left", meters.bits[0]}, {"right", meters.bits[1]}}},
+            {"dynamics", bands},
+            {"maximizer",
+             {{"minimum_gain", meters.fMaximizerMinimumGain}, {"histogram", meters.maximizerHistogram}}},
+            {"dc_offset", {{"minimum", meters.offsetMinimum}, {"maximum", meters.offsetMaximum}}}};
+}
+
 }  // namespace
 
 std::string ReportText(const RenderSummary& summary) {
@@ -35,7 +58,8 @@ std::string ReportText(const RenderSummary& summary) {
         {"elapsed_seconds", summary.fElapsedSeconds},
         {"realtime_factor", summary.fElapsedSeconds > 0.0 ? fAudioSeconds / summary.fElapsedSeconds : 0.0},
         {"input", LevelsJson(summary.input)},
-        {"output", LevelsJson(summary.output)}};
+        {"output", LevelsJson(summary.output)},
+        {"meters", MetersJson(summary.meters)}};
     return report.dump(2) + '\n';
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "PluginBase/MeterReadings.h"
 #include "apps/vesca/Measurement.h"
 
 namespace App {
@@ -19,6 +20,7 @@ struct RenderSummary {
     double fElapsedSeconds = 0.0;
     Levels input;
     Levels output;
+    MeterReadings meters;
 };
 
 /// The report as JSON text with a line feed at its end. Its keys are fixed: scripts rely on them. "block" is

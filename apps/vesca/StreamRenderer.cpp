@@ -90,6 +90,7 @@ void StreamRenderer::Render(const Source& source, std::uint64_t uTailFrames, con
         FeedSilence(uWanted - m_uFramesOut, sink);
 
     m_uSystemDelay = m_plugin.GetTransform().SystemDelay();
+    m_meters = m_plugin.GetTransform().ReadMeters();
     m_plugin.EndStreaming();
 }
 

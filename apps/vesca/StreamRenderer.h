@@ -29,6 +29,7 @@ public:
     std::uint64_t FramesIn() const { return m_uFramesIn; }  ///< of the source
     std::uint64_t FramesOut() const { return m_uFramesOut; }
     std::uint32_t SystemDelay() const { return m_uSystemDelay; }  ///< at the end of the stream
+    const MeterReadings& Meters() const { return m_meters; }      ///< at the end of the stream
 
 private:
     std::uint32_t NextBlock();
@@ -48,6 +49,7 @@ private:
     std::uint64_t m_uFramesIn = 0;
     std::uint64_t m_uFramesOut = 0;
     std::uint32_t m_uSystemDelay = 0;
+    MeterReadings m_meters;
 
     std::vector<float> m_inLeft, m_inRight, m_outLeft, m_outRight;  ///< as long as the longest block
 };

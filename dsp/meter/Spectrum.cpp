@@ -88,10 +88,12 @@ std::uint32_t Spectrum::Read(std::span<float, kMaxValues> magnitudes) {
 
 Spectrum::Reading Spectrum::Current() {
     Reading reading;
+    const auto& labels = m_ints[kType].labels;
     reading.frequencies.reserve(kMaxValues);
     reading.magnitudes.reserve(kMaxValues);
     const std::lock_guard lock(m_lock);
     reading.type = m_analyzer->Settings().type;
+    reading.strType = labels[static_cast<std::size_t>(reading.type)];
     reading.uSampleRate = m_analyzer->Settings().uSampleRate;
     reading.frequencies = m_analyzer->Frequencies();
     reading.magnitudes = m_analyzer->Values();

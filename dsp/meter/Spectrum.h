@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "PluginBase/ComponentImpl.h"
@@ -45,6 +46,7 @@ public:
 
     struct Reading {
         SpectrumType type = SpectrumType::Linear;
+        std::string strType;                ///< the type's label
         std::uint32_t uSampleRate = 44100;  ///< Hz
         std::vector<float> frequencies;     ///< Hz: of a bin, of the middle of a band
         std::vector<float> magnitudes;      ///< linear

@@ -1,5 +1,6 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <numbers>
@@ -42,7 +43,7 @@ TEST_CASE("report: its keys are the promised ones, and a sine and its gain read 
 
     CHECK(Keys(report) == std::vector<std::string>{"sample_rate", "channels", "frames_in", "frames_out",
                                                    "block", "system_delay", "elapsed_seconds",
-                                                   "realtime_factor", "input", "output"});
+                                                   "realtime_factor", "input", "output", "meters"});
     for (const std::string strSide : {"input", "output"})
         CHECK(Keys(report[strSide]) == std::vector<std::string>{"peak_db", "true_peak_db", "rms_db",
                                                                 "integrated_lufs", "loudness_range_lu",
@@ -56,6 +57,30 @@ TEST_CASE("report: its keys are the promised ones, and a sine and its gain read 
     CHECK(report["elapsed_seconds"].get<double>() > 0.0);
     const double fFactor = report["realtime_factor"].get<double>();
     CHECK(std::abs(fFactor * report["elapsed_seconds"].get<double>() - 5.5) < 1e-9);
+
+    const Json& meters = report["meters"];
+    CHECK(Keys(meters) == std::vector<std::string>{"level", "spectrum", "phase", "bit", "dynamics",
+                                                   "maximizer", "dc_offset"});
+    REQUIRE(meters["level"].size() == 4);
+    CHECK(Near(meters["level"][0]["value"], 1.0, 1e-4));
+    CHECK(meters["level"][1]["value"].get<double>() < 1e-9);
+    CHECK(Near(meters["level"][2]["value"], std::pow(10.0, -0.3), 1e-4));
+    CHECK(meters["level"][2]["clip"] == false);
+    const auto magnitudes = meters["spectrum"]["magnitudes"].get<std::vector<double>>();
+    const auto loudest = std::max_element(magnitudes.begin(), magnitudes.end());
+    const auto uLoudest = static_cast<std::size_t>(loudest - magnitudes.begin());
+    REQUIRE(magnitudes.size() == 2049);
+    CHECK(meters["spectrum"]["type"] == "Linear");
+    CHECK(Near(meters["spectrum"]["frequencies"][uLoudest], 997.0, 48000.0 / 4096));
+    CHECK(
+        Near(*loudest, 0.25, 0.02));  // half the sine in the mean of two channels, half of that by the window
+    CHECK(meters["phase"]["correlation_histogram"].size() == 123);
+    CHECK(meters["phase"]["vectorscope_trace"].size() == 1000);
+    CHECK(meters["bit"]["right"].size() == 24);
+    CHECK(meters["dynamics"].size() == 4);
+    CHECK(meters["dynamics"][3]["histogram"].size() == 128);
+    CHECK(meters["maximizer"]["minimum_gain"] == 1.0);
+    CHECK(meters["dc_offset"]["maximum"].size() == 2);
 
     const Json& input = report["input"];
     CHECK(Near(input["peak_db"], 0.0, 1e-3));

@@ -134,10 +134,14 @@ TEST_CASE("Values of a block are clamped by their setters, and NaN is not taken"
     plugin.Set("Gain: Output Left", -6);
     Bytes bytes;
     plugin.CaptureState(bytes);
-    // The floats of Gain follow 12 header bytes and two empty components.
+    std::size_t uGain = StateBlock::kHeaderSize;  // the floats open a component's section
+    for (const Component* component : plugin.Components()) {
+        if (component->Name() == "Gain") break;
+        uGain += StateBlock::SectionSize(*component);
+    }
     const auto put = [&](std::size_t uIndex, std::uint32_t uBits) {
         for (std::size_t i = 0; i < 4; ++i) {
-            bytes[20 + 4 * uIndex + i] = static_cast<std::uint8_t>(uBits >> (8 * i));
+            bytes[uGain + 4 * uIndex + i] = static_cast<std::uint8_t>(uBits >> (8 * i));
         }
     };
     put(1, 0x7F800000);  // infinity

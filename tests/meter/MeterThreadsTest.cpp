@@ -50,7 +50,8 @@ TEST_CASE("Meters: setters, displays and audio may meet from three threads") {
             fSeen += double{level.Read(1).fValue + level.Read(2).fHeld} + level.TakeNewData();
             level.ClearClips();
             fSeen += spectrum.Read(values) + double{values[3]};
-            fSeen += phase.Trace()[7].nRow + phase.Histogram()[122] + phase.Cell(3, 4);
+            fSeen += phase.Trace()[7].nRow;
+            fSeen += phase.Histogram()[122] + phase.Cell(3, 4);
             phase.Cell(5, 6) = 0;
             phase.RequestHistogramReset();
             fSeen += bit.Bits(1)[4] + bit.TakeNewData();

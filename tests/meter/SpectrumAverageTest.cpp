@@ -146,7 +146,6 @@ TEST_CASE("Spectrum: a display gets each new reading once, and a changed choice 
         std::vector<float> noise = Test::Noise(1, 8192);
         f.spectrum.Meter(8192, noise.data(), nullptr);
         f.spectrum.SetInt(iChoice, nValue);
-        CAPTURE(iChoice);
         CHECK(f.spectrum.Read(f.values) == uCount);
         CHECK(f.values[9] == 0.0f);
     }
