@@ -35,6 +35,7 @@ int RunCommandLine(int nArguments, const char* const* arguments, const Output& o
     AddRenderCommand(root, action);
     AddParamsCommand(root, action);
     AddStateCommand(root, action);
+    AddSelfTestCommand(root, action);
     try {
         root.parse(nArguments, arguments);
         action(output);

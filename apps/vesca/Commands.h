@@ -22,5 +22,6 @@ using Action = std::function<void(const Output&)>;
 void AddRenderCommand(CLI::App& root, Action& action);
 void AddParamsCommand(CLI::App& root, Action& action);
 void AddStateCommand(CLI::App& root, Action& action);
+void AddSelfTestCommand(CLI::App& root, Action& action);
 
 }  // namespace App
