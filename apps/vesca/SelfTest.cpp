@@ -8,10 +8,8 @@
 #include <numbers>
 #include <optional>
 
+#include "apps/vesca/ChainRun.h"
 #include "apps/vesca/Measurement.h"
-#include "apps/vesca/OfflinePlugin.h"
-#include "apps/vesca/ParameterSetting.h"
-#include "apps/vesca/StreamRenderer.h"
 #include "dsp/vector/Dispatch.h"
 #include "hvBase/Util/Text.h"
 
@@ -20,45 +18,12 @@ namespace App {
 namespace {
 
 constexpr std::uint32_t kRate = 44100;
+using Audio = ChainAudio;
 using Settings = std::vector<std::string>;
 using Blocks = std::vector<std::uint32_t>;
 
-struct Audio {
-    std::vector<float> left, right;
-
-    friend bool operator==(const Audio&, const Audio&) = default;
-};
-
-struct Rendered {
-    Audio audio;
-    std::uint32_t uDelay = 0;
-};
-
-Rendered Render(const Audio& input, const Settings& settings, Blocks blocks = {512}) {
-    OfflinePlugin plugin;
-    const ParameterIndex parameters(plugin.Components());
-    std::vector<std::string> warnings;
-    ApplySetting(parameters, "Global: Delay Compensation=on", warnings);
-    for (const std::string& strSetting : settings)
-        ApplySetting(parameters, strSetting, warnings);
-    StreamRenderer renderer(plugin, kRate, 2, std::move(blocks));
-    Rendered result;
-    std::size_t uRead = 0;
-    renderer.Render(
-        [&](std::uint32_t uFrames, float* left, float* right) {
-            const std::size_t uCount = std::min<std::size_t>(uFrames, input.left.size() - uRead);
-            std::copy_n(input.left.data() + uRead, uCount, left);
-            std::copy_n(input.right.data() + uRead, uCount, right);
-            uRead += uCount;
-            return static_cast<std::uint32_t>(uCount);
-        },
-        0,
-        [&](std::uint32_t uFrames, const float* left, const float* right) {
-            result.audio.left.insert(result.audio.left.end(), left, left + uFrames);
-            result.audio.right.insert(result.audio.right.end(), right, right + uFrames);
-        });
-    result.uDelay = renderer.SystemDelay();
-    return result;
+ChainRun Render(const Audio& input, const Settings& settings, const Blocks& blocks = {512}) {
+    return RunChain(input, kRate, settings, blocks);
 }
 
 /// White noise from -level to +level, the same at every call: a linear congruential generator (Numerical
@@ -150,13 +115,13 @@ SelfTestResult CheckLatency() {
     std::uint32_t uLongest = 0;
     for (Settings settings : chains) {
         settings.push_back("Global: Delay Compensation=off");
-        const Rendered result = Render(impulse, settings);
+        const ChainRun result = Render(impulse, settings);
         const auto& left = result.audio.left;
         const auto highest = std::max_element(left.begin(), left.end(),
                                               [](float a, float b) { return std::abs(a) < std::abs(b); });
         const std::int64_t nMeasured = highest - left.begin() - std::ptrdiff_t{kImpulse};
-        nWorst = std::max(nWorst, std::abs(nMeasured - std::int64_t{result.uDelay}));
-        uLongest = std::max(uLongest, result.uDelay);
+        nWorst = std::max(nWorst, std::abs(nMeasured - std::int64_t{result.uSystemDelay}));
+        uLongest = std::max(uLongest, result.uSystemDelay);
     }
     return {Util::Format("%1 samples off in %2 chains, longest %3", nWorst, chains.size(), uLongest),
             "0 samples off", nWorst == 0 && uLongest > 0};
@@ -182,7 +147,7 @@ SelfTestResult CheckCeiling() {
     const Audio noise = Noise(2 * kRate, 2.0f);
     double fHighest = -1000.0;
     for (const char* const mode : {"LMAX: Mode=Brickwall", "LMAX: Mode=Intelligent"}) {
-        const Rendered result =
+        const ChainRun result =
             Render(noise, {"LMAX: Bypass=off", mode, "LMAX: Threshold=-6", "LMAX: Margin=-1"});
         fHighest = std::max({fHighest, Db(Peak(result.audio.left)), Db(Peak(result.audio.right))});
     }
@@ -197,7 +162,7 @@ SelfTestResult CheckDither() {
     constexpr double kDipLimitDb = -10.0;
     constexpr double kStep = 1.0 / 32768.0;
     const Audio sine = Sine(4 * kRate, 441.0, -80.0);
-    const Rendered result = Render(
+    const ChainRun result = Render(
         sine, {"DTR: Dithering Type=Type 2", "DTR: Dithering Bit Depth=16", "DTR: Dithering Shape=Psych9"});
     bool bOnGrid = true;
     std::vector<double> error;
@@ -229,7 +194,7 @@ SelfTestResult CheckDither() {
 SelfTestResult CheckLoudness() {
     constexpr double kToleranceLu = 0.1;
     const Audio sine = Sine(20 * kRate, 1000.0, -23.0);
-    const Rendered result = Render(sine, {});
+    const ChainRun result = Render(sine, {});
     Measurement measurement(2, kRate);
     measurement.Add(static_cast<std::uint32_t>(result.audio.left.size()), result.audio.left.data(),
                     result.audio.right.data());
