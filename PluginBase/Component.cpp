@@ -119,6 +119,10 @@ std::uint32_t Component::BlockBufferLatency() {
 
 void Component::ClearAudio() {
     ClearState();
+    ClearBlockBuffer();
+}
+
+void Component::ClearBlockBuffer() {
     const std::lock_guard lock(m_lock);
     m_blockBuffer.Clear();
 }

@@ -131,6 +131,10 @@ public:
     /// ClearState, and then the block buffer, under the component's lock.
     void ClearAudio();
 
+    /// Empties the block buffer alone, under the component's lock: what waits there belongs to settings that
+    /// are no more. The module's own history stays.
+    void ClearBlockBuffer();
+
     /// Waits until work that a setter has sent to another thread is done and its result installed, so that a
     /// render does not depend on timing. Never on the audio thread.
     virtual void FinishBackgroundWork() {}
