@@ -34,6 +34,7 @@ int RunCommandLine(int nArguments, const char* const* arguments, const Output& o
     Action action;
     AddRenderCommand(root, action);
     AddParamsCommand(root, action);
+    AddPresetCommand(root, action);
     AddStateCommand(root, action);
     AddSelfTestCommand(root, action);
     try {

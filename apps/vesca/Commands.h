@@ -21,6 +21,7 @@ using Action = std::function<void(const Output&)>;
 // Each enters one command with its options and help; parsing that command sets the action.
 void AddRenderCommand(CLI::App& root, Action& action);
 void AddParamsCommand(CLI::App& root, Action& action);
+void AddPresetCommand(CLI::App& root, Action& action);
 void AddStateCommand(CLI::App& root, Action& action);
 void AddSelfTestCommand(CLI::App& root, Action& action);
 

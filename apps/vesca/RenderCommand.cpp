@@ -13,6 +13,7 @@
 #include "apps/vesca/ModuleOrder.h"
 #include "apps/vesca/OfflinePlugin.h"
 #include "apps/vesca/ParameterSetting.h"
+#include "apps/vesca/PresetUse.h"
 #include "apps/vesca/Progress.h"
 #include "apps/vesca/Report.h"
 #include "apps/vesca/StateFile.h"
@@ -35,6 +36,7 @@ struct RenderOptions {
     std::string strInput;
     std::string strOutput;
     std::string strState;
+    std::string strPreset;
     std::vector<std::string> settings;
     std::string strOrder;
     std::string strAutomation;
@@ -44,6 +46,7 @@ struct RenderOptions {
     double fTailSeconds = 0.0;
     std::string strReport;
     std::string strSaveState;
+    std::string strSavePreset;
     bool bQuiet = false;
 };
 
@@ -79,6 +82,7 @@ void Configure(OfflinePlugin& plugin, const RenderOptions& options, std::vector<
     compensation.Set(options.bNoCompensation ? 0.0 : 1.0);
     if (!options.strState.empty())
         plugin.ApplyState(ReadStateFile(options.strState, plugin.Components()), Plugin::ApplyMode::Silent);
+    if (!options.strPreset.empty()) ApplyPreset(plugin, options.strPreset);
     for (const std::string& strSetting : options.settings)
         ApplySetting(parameters, strSetting, warnings);
     if (options.bNoCompensation && compensation.Get() != 0.0)
@@ -127,6 +131,7 @@ void Render(const RenderOptions& options, const Output& output) {
         ChooseOutput(options.strOutput, format, reader->Samples(), summary.uChannels, uExpected),
         summary.uSampleRate, summary.uChannels);
     SaveState(plugin, options.strSaveState);
+    if (!options.strSavePreset.empty()) SavePreset(plugin, options.strSavePreset);
 
     std::optional<Measurement> before;
     std::optional<Measurement> after;
@@ -180,6 +185,10 @@ void AddOptions(CLI::App& command, RenderOptions& options) {
         ->required();
     command.add_option("--state", options.strState, "Load an engine state block first")->option_text("FILE");
     command
+        .add_option("-p,--preset", options.strPreset,
+                    "Then load a preset; the groups that are in it are applied")
+        ->option_text("FILE");
+    command
         .add_option("-s,--set", options.settings,
                     "Set a parameter by its exact name; may repeat, in order. VALUE is a label, on, off, "
                     "true, false or a number. \"vesca params\" lists the names")
@@ -216,16 +225,18 @@ void AddOptions(CLI::App& command, RenderOptions& options) {
         ->option_text("FILE");
     command.add_option("--save-state", options.strSaveState, "Write the engine's state after all settings")
         ->option_text("FILE");
+    command.add_option("--save-preset", options.strSavePreset, "Write the same as a preset, dated")
+        ->option_text("FILE");
     command.add_flag("-q,--quiet", options.bQuiet, "No progress bar");
 }
 
 }  // namespace
 
 void AddRenderCommand(CLI::App& root, Action& action) {
-    CLI::App* const command =
-        root.add_subcommand("render",
-                            "Run an audio file through the chain.\n"
-                            "Settings are applied in this order: --state, --set, --order, --automation.");
+    CLI::App* const command = root.add_subcommand(
+        "render",
+        "Run an audio file through the chain.\n"
+        "Settings are applied in this order: --state, --preset, --set, --order, --automation.");
     const auto options = std::make_shared<RenderOptions>();
     AddOptions(*command, *options);
     command->callback(

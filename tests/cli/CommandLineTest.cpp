@@ -28,7 +28,7 @@ TEST_CASE("vesca: help and version go to standard output, and a wrong command li
     const auto help = Vesca({"render", "--help"}).strOutput;
     for (const std::string strOption :
          {"--state", "-s,--set", "--order", "--automation", "-b,--block", "-f,--format", "--no-compensation",
-          "--tail", "--report", "--save-state", "-q,--quiet"}) {
+          "--tail", "--report", "-p,--preset", "--save-preset", "--save-state", "-q,--quiet"}) {
         CAPTURE(strOption);
         CHECK(Contains(help, strOption));
     }
