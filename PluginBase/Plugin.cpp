@@ -206,6 +206,10 @@ std::string Plugin::InstallPath() {
     return m_settings->GetText("InstallPath", Util::DefaultInstallPath());
 }
 
+std::string Plugin::DataFolder() {
+    return m_settings->IsLasting() ? InstallPath() : m_settings->GetText("InstallPath", "");
+}
+
 void Plugin::SetFrozenSystemDelay(std::optional<std::uint32_t> frozen) {
     m_nFrozenDelay = frozen ? std::int64_t{*frozen} : -1;
     if (!m_bPresetChanging) RequestDelayUpdate();

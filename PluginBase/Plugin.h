@@ -148,6 +148,8 @@ public:
     bool IsStreaming() const noexcept override { return m_bStreaming; }
     float AltSoloQ() const noexcept override;
     Util::SettingsStore& Settings() noexcept override { return *m_settings; }
+    /// The install path; none for preferences that end with the object and name no folder.
+    std::string DataFolder() override;
 
 protected:
     /// A preset change is about to end.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "PluginBase/EditorNotifyCode.h"
@@ -62,4 +63,8 @@ public:
     virtual float AltSoloQ() const noexcept = 0;
 
     virtual Util::SettingsStore& Settings() noexcept = 0;
+
+    /// The folder for files that belong to the user and not to a sound. Empty: no such file is kept. Not on
+    /// the audio thread.
+    virtual std::string DataFolder() = 0;
 };

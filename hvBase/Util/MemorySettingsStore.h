@@ -17,6 +17,7 @@ public:
     bool GetBytes(const std::string& strName, std::vector<std::uint8_t>& bytes) override;
     bool GetText(const std::string& strName, std::string& strText) override;
     bool GetNumber(const std::string& strName, std::uint32_t& uNumber) override;
+    bool IsLasting() const override { return false; }
     std::vector<std::string> EnumerateValues() override;
 
 private:

@@ -35,6 +35,9 @@ public:
     /// The text, or the default if there is none.
     std::string GetText(const std::string& strName, std::string_view defaultText);
 
+    /// Whether values outlive the object. Where they don't, nothing else of the user's should either.
+    virtual bool IsLasting() const { return true; }
+
     /// The names of all values, in no stated order.
     virtual std::vector<std::string> EnumerateValues() = 0;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <string>
 #include <vector>
 
 #include "PluginBase/Component.h"
@@ -42,6 +43,7 @@ public:
     bool IsStreaming() const noexcept override { return true; }
     float AltSoloQ() const noexcept override { return 18.0f; }
     Util::SettingsStore& Settings() noexcept override { return settings; }
+    std::string DataFolder() override { return strDataFolder; }
 
     std::vector<Component*> components;
     std::vector<Event> events;
@@ -53,6 +55,7 @@ public:
     int nCompensationChanges = 0;
     std::uint32_t uSampleRate = 44100;
     Util::MemorySettingsStore settings;
+    std::string strDataFolder;
 };
 
 }  // namespace Test

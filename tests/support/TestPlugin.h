@@ -32,6 +32,7 @@ public:
     }
     bool GetText(const std::string& name, std::string& text) override { return m_store.GetText(name, text); }
     bool GetNumber(const std::string& name, std::uint32_t& u) override { return m_store.GetNumber(name, u); }
+    bool IsLasting() const override { return false; }
     std::vector<std::string> EnumerateValues() override { return m_store.EnumerateValues(); }
 
 private:
