@@ -5,6 +5,7 @@
 
 #include "PluginBase/BandSplitter.h"
 #include "PluginBase/Component.h"
+#include "PluginBase/SnapshotSlots.h"
 
 namespace DSP::Meter {
 class AutoNormalize;
@@ -24,6 +25,8 @@ struct ModuleSet {
     Component* crossOver = nullptr;
     BandSplitter* bands = nullptr;  ///< the same object as crossOver
     Component* equalizer = nullptr;
+    Component* matching = nullptr;       ///< how the equalizer matches spectra
+    SnapshotSlots* snapshots = nullptr;  ///< the same object as matching
     Component* reverb = nullptr;
     Component* maximizer = nullptr;
     Component* exciter = nullptr;

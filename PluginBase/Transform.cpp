@@ -13,6 +13,7 @@
 #include "dsp/Maximizer.h"
 #include "dsp/Parametric.h"
 #include "dsp/Reverb.h"
+#include "dsp/Snapshot.h"
 #include "dsp/meter/AutoNormalize.h"
 #include "dsp/meter/Bit.h"
 #include "dsp/meter/Level.h"
@@ -60,7 +61,11 @@ ModuleSet BuildModules(PluginContext& plugin) {
     auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
     modules.crossOver = crossOver;
     modules.bands = crossOver;
-    modules.equalizer = modules.Add<DSP::Equalizer::Parametric>(plugin);
+    auto* const equalizer = modules.Add<DSP::Equalizer::Parametric>(plugin);
+    modules.equalizer = equalizer;
+    auto* const snapshot = modules.Add<Snapshot>(plugin, *modules.spectrum, *equalizer);
+    modules.matching = snapshot;
+    modules.snapshots = snapshot;
     modules.reverb = modules.Add<DSP::Reverb>(plugin);
     modules.maximizer = modules.Add<DSP::Maximizer>(plugin);
     modules.exciter = modules.Add<DSP::Exciter>(plugin, modules.bands);
@@ -193,6 +198,7 @@ void Transform::RunModuleOrder(const StageContext& context, const Block& block) 
     for (std::size_t p = 0; p < order.size(); ++p) {
         switch (static_cast<ModuleOrderCode>(order[p])) {
             case ModuleOrderCode::Equalizer:
+                if (m_modules.matching) m_modules.matching->FollowAutomation(context, block.uFrames);
                 RunModule(m_modules.equalizer, context, block.uFrames, block.left, block.right);
                 break;
             case ModuleOrderCode::Reverb:

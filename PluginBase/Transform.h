@@ -26,6 +26,9 @@ public:
     /// What the meters show, as displays read it: peaks and least gains begin anew. Any thread; allocates.
     MeterReadings ReadMeters();
 
+    /// The stored spectra, null in a chain without them.
+    SnapshotSlots* Snapshots() { return m_modules.snapshots; }
+
 private:
     static constexpr std::uint32_t kBands = ComponentBlockBuffer::kBands;
     /// The band index by which the imager knows that it runs on the whole signal.

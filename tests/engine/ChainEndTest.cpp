@@ -1,8 +1,6 @@
 #include <doctest/doctest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <string>
 #include <vector>
 
 #include "dsp/DCOffset.h"
@@ -10,16 +8,6 @@
 #include "tests/support/TestPlugin.h"
 
 using Test::TestPlugin;
-
-TEST_CASE("Exciter, dynamics, imager, DC filter and dither follow each other in the list of components") {
-    TestPlugin plugin;
-    std::vector<std::string> names;
-    for (const Component* component : plugin.Components())
-        names.push_back(component->Name());
-    const std::vector<std::string> expected{"Exciter::Exciter", "Squash", "Imager::Imager",
-                                            "DCOffset::DCOffset", "Dither::Dither"};
-    CHECK(std::search(names.begin(), names.end(), expected.begin(), expected.end()) != names.end());
-}
 
 TEST_CASE("In the chain the channel operations run while the imager is bypassed, and the DC meter reads") {
     TestPlugin plugin;

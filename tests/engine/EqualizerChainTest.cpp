@@ -58,3 +58,26 @@ TEST_CASE("An equalizer switched between its types while a stream runs changes t
     plugin.Set("EQ: Type", 0);
     CHECK(delay() == 0);
 }
+
+TEST_CASE("Automation moves the matching amount, and the equalizer's sound with it") {
+    const auto noise = Test::Noise(3, 30000);
+    std::vector<float> ends;
+    for (const bool bAutomated : {false, true}) {
+        TestPlugin plugin;
+        SnapshotSlots& snapshots = *plugin.GetTransform().Snapshots();
+        snapshots.SetTarget(8);
+        plugin.Set("EQ: Bypass", 0);
+        plugin.Set("EQ: Type", 2);
+        const EnvelopeSegment jump{0, 1, 100.0f, 100.0f, 0, EnvelopeCurve::Jump};
+        if (bAutomated) {
+            plugin.Find("Snapshot").Envelopes().AddSegments(ParameterGroup::Float, 0, {&jump, 1});
+        } else {
+            plugin.Set("EQ: Matching Amount", 100);
+        }
+        plugin.BeginStreaming(44100);
+        const auto output = plugin.Render({noise, {}}, {512});
+        CHECK(plugin.Get("EQ: Matching Amount") == 100.0);
+        ends.push_back(output.left.back());
+    }
+    CHECK(ends[0] == ends[1]);
+}
