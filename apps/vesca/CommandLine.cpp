@@ -37,6 +37,7 @@ int RunCommandLine(int nArguments, const char* const* arguments, const Output& o
     AddPresetCommand(root, action);
     AddStateCommand(root, action);
     AddSelfTestCommand(root, action);
+    AddSnapshotCommand(root, action);
     try {
         root.parse(nArguments, arguments);
         action(output);

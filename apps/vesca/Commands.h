@@ -24,5 +24,6 @@ void AddParamsCommand(CLI::App& root, Action& action);
 void AddPresetCommand(CLI::App& root, Action& action);
 void AddStateCommand(CLI::App& root, Action& action);
 void AddSelfTestCommand(CLI::App& root, Action& action);
+void AddSnapshotCommand(CLI::App& root, Action& action);
 
 }  // namespace App

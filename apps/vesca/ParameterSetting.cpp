@@ -118,15 +118,8 @@ bool IsInRange(const ParameterRef& parameter, double fValue) {
     return fValue >= parameter.Min() && fValue <= parameter.Max();
 }
 
-void ApplySetting(const ParameterIndex& parameters, const std::string& strSetting,
-                  std::vector<std::string>& warnings) {
-    const std::string strOption = Util::Format("--set \"%1\"", strSetting);
-    const std::size_t uEquals = strSetting.find('=');
-    if (uEquals == std::string::npos || uEquals == 0)
-        throw UsageError(Util::Format("%1: expected NAME=VALUE", strOption));
-    const ParameterRef parameter = parameters.Require(strSetting.substr(0, uEquals), strOption);
-    const std::string strValue = strSetting.substr(uEquals + 1);
-
+void ApplyValue(const ParameterRef& parameter, const std::string& strValue, const std::string& strOption,
+                std::vector<std::string>& warnings) {
     const auto value = ParseValue(parameter, strValue);
     if (!value) {
         std::string strExpected = parameter.Group() == ParameterGroup::Bool
@@ -144,6 +137,16 @@ void ApplySetting(const ParameterIndex& parameters, const std::string& strSettin
                                         parameter.Text(fValue)));
     }
     parameter.Set(fValue);
+}
+
+void ApplySetting(const ParameterIndex& parameters, const std::string& strSetting,
+                  std::vector<std::string>& warnings) {
+    const std::string strOption = Util::Format("--set \"%1\"", strSetting);
+    const std::size_t uEquals = strSetting.find('=');
+    if (uEquals == std::string::npos || uEquals == 0)
+        throw UsageError(Util::Format("%1: expected NAME=VALUE", strOption));
+    const ParameterRef parameter = parameters.Require(strSetting.substr(0, uEquals), strOption);
+    ApplyValue(parameter, strSetting.substr(uEquals + 1), strOption, warnings);
 }
 
 }  // namespace App

@@ -42,7 +42,12 @@ std::string RangeText(const ParameterRef& parameter);
 /// Whether a value lies in the parameter's range, once it is stored: a Float is rounded to single first.
 bool IsInRange(const ParameterRef& parameter, double fValue);
 
-/// Carries out one "NAME=VALUE". A value out of range is clamped, and a warning added. Throws UsageError.
+/// Gives a parameter the value that a text means. A value out of range is clamped, and a warning added; a
+/// text without a meaning throws a UsageError. Both begin with the option's text.
+void ApplyValue(const ParameterRef& parameter, const std::string& strValue, const std::string& strOption,
+                std::vector<std::string>& warnings);
+
+/// Carries out one "NAME=VALUE". With the failures of Require and ApplyValue.
 void ApplySetting(const ParameterIndex& parameters, const std::string& strSetting,
                   std::vector<std::string>& warnings);
 

@@ -10,6 +10,7 @@
 #include "apps/vesca/CommandError.h"
 #include "apps/vesca/Commands.h"
 #include "apps/vesca/Interruption.h"
+#include "apps/vesca/Matching.h"
 #include "apps/vesca/ModuleOrder.h"
 #include "apps/vesca/OfflinePlugin.h"
 #include "apps/vesca/ParameterSetting.h"
@@ -37,6 +38,7 @@ struct RenderOptions {
     std::string strOutput;
     std::string strState;
     std::string strPreset;
+    MatchOptions match;
     std::vector<std::string> settings;
     std::string strOrder;
     std::string strAutomation;
@@ -83,6 +85,7 @@ void Configure(OfflinePlugin& plugin, const RenderOptions& options, std::vector<
     if (!options.strState.empty())
         plugin.ApplyState(ReadStateFile(options.strState, plugin.Components()), Plugin::ApplyMode::Silent);
     if (!options.strPreset.empty()) ApplyPreset(plugin, options.strPreset);
+    ApplyMatch(plugin, parameters, options.match, options.strInput, warnings);
     for (const std::string& strSetting : options.settings)
         ApplySetting(parameters, strSetting, warnings);
     if (options.bNoCompensation && compensation.Get() != 0.0)
@@ -184,6 +187,7 @@ void AddOptions(CLI::App& command, RenderOptions& options) {
                     "complete, and may be the input")
         ->required();
     command.add_option("--state", options.strState, "Load an engine state block first")->option_text("FILE");
+    AddMatchOptions(command, options.match);
     command
         .add_option("-p,--preset", options.strPreset,
                     "Then load a preset; the groups that are in it are applied")
@@ -236,7 +240,8 @@ void AddRenderCommand(CLI::App& root, Action& action) {
     CLI::App* const command = root.add_subcommand(
         "render",
         "Run an audio file through the chain.\n"
-        "Settings are applied in this order: --state, --preset, --set, --order, --automation.");
+        "Settings are applied in this order: --state, --preset, --match or --reference, --set, --order, "
+        "--automation.");
     const auto options = std::make_shared<RenderOptions>();
     AddOptions(*command, *options);
     command->callback(
