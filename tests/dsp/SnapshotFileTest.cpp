@@ -159,8 +159,10 @@ TEST_CASE("A damaged snapshot file changes nothing from the damaged record on") 
     CHECK(IsStorable(longest));
     CHECK(Read(Written(WriteSnapshot, longest), slots));
     CHECK(slots[5] == longest);
-    longest.levels.pop_back();
+    longest.frequencies.push_back(2.0f);
     CHECK_FALSE(IsStorable(longest));
+    longest.levels.push_back(-2.0f);
+    CHECK_FALSE(Read(Written(WriteSnapshot, longest), slots));
 
     // A set and a state keep the records before the damage, and only those.
     const auto readThrough = [](const Bytes& whole, auto fresh, auto slotsOf) {
