@@ -14,6 +14,10 @@ inline constexpr std::uint32_t kVersion = 13;          ///< of the file format
 inline constexpr std::uint32_t kPluginVersion = 3090;  ///< written for other readers; not looked at
 inline constexpr std::size_t kGroups = 10;             ///< as many as PresetGroup names
 
+/// The tables of a component, in the order in which values are captured and applied.
+inline constexpr ParameterGroup kTables[] = {ParameterGroup::Float, ParameterGroup::Bool, ParameterGroup::Int,
+                                             ParameterGroup::UInt};
+
 /// The attributes of a preset file's root that a preset keeps by name, in the order of the file.
 inline constexpr const char* kAttributes[] = {"ReadOnly", "Comments", "LastUsed", "LastModified"};
 

@@ -17,9 +17,6 @@ namespace {
 
 using Util::Exception::FileIO;
 
-constexpr ParameterGroup kTables[] = {ParameterGroup::Float, ParameterGroup::Bool, ParameterGroup::Int,
-                                      ParameterGroup::UInt};
-
 bool ReadFlag(Util::SettingsStore& settings, const char* name) {
     std::uint32_t uNumber = 0;
     settings.GetNumber(name, uNumber);
@@ -49,6 +46,11 @@ private:
 };
 
 }  // namespace
+
+std::string PresetFileBase::UserFolder(Plugin& plugin) {
+    const std::string strDefault = Util::JoinPath(plugin.InstallPath(), "Presets");
+    return Util::JoinPath(plugin.Settings().GetText("PresetFolder", strDefault), "");
+}
 
 PresetFileBase::PresetFileBase(Plugin& plugin, std::string strName)
     : m_plugin(plugin),

@@ -25,6 +25,10 @@ public:
     static constexpr const char* kExtension = ".xml";
     static constexpr const char* kPattern = "*.xml";  ///< of the files that a folder is searched for
 
+    /// The folder with the user's presets, ending in a separator: "PresetFolder" of the settings, or
+    /// "Presets" in the folder of the user's data.
+    static std::string UserFolder(Plugin& plugin);
+
     /// Captures what sounds now.
     explicit PresetFileBase(Plugin& plugin, std::string strName = "");
     virtual ~PresetFileBase() = default;

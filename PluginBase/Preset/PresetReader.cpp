@@ -15,9 +15,6 @@ namespace Preset {
 
 namespace {
 
-constexpr ParameterGroup kTables[] = {ParameterGroup::Float, ParameterGroup::Bool, ParameterGroup::Int,
-                                      ParameterGroup::UInt};
-
 // Several times what a preset of all parameters has. The parser takes about 200 bytes of stack for an element
 // within another, and a host's thread may have no more than 1 MB.
 constexpr std::ptrdiff_t kMostElements = 2000;

@@ -13,9 +13,8 @@ namespace Preset {
 
 namespace {
 
-// In the order of the file.
-constexpr ParameterGroup kTables[] = {ParameterGroup::Float, ParameterGroup::UInt, ParameterGroup::Int,
-                                      ParameterGroup::Bool};
+constexpr ParameterGroup kFileOrder[] = {ParameterGroup::Float, ParameterGroup::UInt, ParameterGroup::Int,
+                                         ParameterGroup::Bool};
 
 /// Bytes of the UTF-8 character at the head of a text that is not empty; 0 if there is none (the table of
 /// well-formed sequences of the Unicode standard, section 3.9).
@@ -103,7 +102,7 @@ void AddParameter(TiXmlElement& group, std::size_t uComponent, const ParameterRe
 
 void AddComponent(TiXmlElement& group, PresetGroup presetGroup, std::size_t uComponent, Component& component,
                   const Record& record, bool bVerbose) {
-    for (const ParameterGroup table : kTables) {
+    for (const ParameterGroup table : kFileOrder) {
         for (std::uint32_t i = 0; i < component.Count(table); ++i) {
             const ParameterRef parameter(component, table, i);
             const Entry& entry = record.Table(table)[i];

@@ -260,6 +260,11 @@ TEST_CASE("A preset file appears whole or not at all, knows its place, and goes 
     }
     CHECK(folder.Count() == 3);
 
+    plugin.Settings().SetText("InstallPath", folder.File("data"));
+    CHECK(PresetFile::UserFolder(plugin) == folder.File("data/Presets/"));
+    plugin.Settings().SetText("PresetFolder", folder.File("mine"));
+    CHECK(PresetFile::UserFolder(plugin) == folder.File("mine/"));
+
     preset.Remove();
     CHECK_FALSE(std::filesystem::exists(strPath));
     try {
