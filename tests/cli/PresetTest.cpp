@@ -133,7 +133,7 @@ TEST_CASE("Whatever ends or meets a save, the file is one of the whole ones") {
     REQUIRE(whole[0] != whole[1]);
     Test::Random random(3);
     int nKilled = 0;
-    for (int nRound = 0; nRound < 40; ++nRound) {
+    for (int nRound = 0; nRound < 12; ++nRound) {
         const Test::TempFolder outputs[2];
         Test::ChildProcess first(make("one"), outputs[0].Path()), second(make("two"), outputs[1].Path());
         const auto uSpin = random.Between(0, 400);

@@ -1,6 +1,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <regex>
 
 #include "PluginBase/Preset/Base64.h"
 #include "tests/preset/PresetTest.h"
@@ -57,7 +58,6 @@ TEST_CASE("Each fault of a file is refused with its own text and place, and chan
     const std::string strGood = Test::Slurp(folder.File("good.xml"));
     Test::Randomise(plugin, 3);
     const auto before = Test::Values(plugin);
-
     const std::string strGain = Test::ComponentId(plugin, "Gain");  // the first of the first group
 
     struct Fault {
@@ -67,31 +67,26 @@ TEST_CASE("Each fault of a file is refused with its own text and place, and chan
     const Fault faults[] = {
         {"Parse: Invalid preset file version, 12. Expected 13.", "PresetVer=\"13\"", "PresetVer=\"12\""},
         {"Parse: Invalid preset file version, none. Expected 13.", "PresetVer=\"13\" ", ""},
-        {"Parse: Missing component: Exciter", "<Vesca ", "<Vesca Renamed=\"1\" "},
         {"Parse: Component was not a valid XML element.", "<Maximizer", "<!--EQ-->\n    <Maximizer"},
         {"Parse: Parameter was not a valid XML element.", "<Param Type", "some text\n        <Param Type"},
-        {"Parse: Extra bytes was not a valid XML element.", "Name=\"Oddments Extra Bytes\" />",
-         "Name=\"Oddments Extra Bytes\" />\n        <!--x-->"},
+        {"Parse: Extra bytes was not a valid XML element.", "    </Reverb>", "    <!--x--></Reverb>"},
         {"Parse: Invalid parameter ID.", "ParamID=\"2\" ", ""},
         {"Parse: Invalid parameter ID.", "ParamID=\"2\"", "ParamID=\"-1\""},
-        {"Parse: Invalid parameter ID.", "ParamID=\"2\"", "ParamID=\"2x\""},
         {"Parse: Invalid component ID.", "ComponentID=\"" + strGain + "\" ", ""},
-        {"Parse: Invalid component ID.", "ComponentID=\"" + strGain + "\"", "ComponentID=\"-2\""},
         {"Parse: Invalid component ID.", "ComponentID=\"" + strGain + "\"",
          "ComponentID=\"" + std::to_string(plugin.Components().size()) + "\""},
-        {"Parse: Missing parameter name to reference.", "Name=\"Bypass Gain\" ", ""},
         {"Parse: Missing parameter name to reference.", "Name=\"Bypass Gain\"", "Name=\"\""},
         {"Parse: ID parameter out of range.", "ParamID=\"2\"", "ParamID=\"5\""},
         {"Parse: Parameter was of an invalid type. ", "Type=\"Float\"", "Type=\"float\""},
-        {"Parse: Parameter was of an invalid type. ", "Type=\"Float\" ", ""},
         {"Parse: Extra bytes were not valid base64.", "Data=\"AAAAAAA=\"", "Data=\"AAAAA\""},
         {"Parse: Invalid component ID.", "<ExtraBytes ComponentID=\"", "<ExtraBytes ComponentID=\"9"},
         {"Value: Invalid floating point value.", "Value=\"0.00000000\"", "Value=\"nan\""},
-        {"Value: Invalid floating point value.", "Value=\"0.00000000\"", "Value=\"-inf\""},
         {"Value: Invalid floating point value.", "Value=\"0.00000000\"", "Value=\"1e39\""},
         {"Value: Invalid floating point value.", "Value=\"0.00000000\"", "Value=\"1,5\""},
         {"Value: Invalid floating point value.", " Value=\"0.00000000\"", ""},
         {"Value: Invalid boolean value.", "Lock\" Units=\"\" Value=\"1\"", "Lock\" Units=\"\" Value=\"2\""},
+        {"Value: Invalid int value.", "Name=\"LMAX: Mode\" Units=\"\" Min=\"0\" Max=\"2\" Value=\"2\"",
+         "Name=\"LMAX: Mode\" Value=\"0x2\""},
         {"Value: Invalid uint value.", "Max=\"4294967295\" Value=\"0\"",
          "Max=\"4294967295\" Value=\"4294967296\""},
     };
@@ -102,20 +97,10 @@ TEST_CASE("Each fault of a file is refused with its own text and place, and chan
         REQUIRE(uAt != std::string::npos);
         std::string strBad = strGood;
         strBad.replace(uAt, fault.strFrom.size(), fault.strTo);
-        if (std::string(fault.what).ends_with("Exciter"))
-            for (std::size_t u; (u = strBad.find("Exciter ")) != strBad.npos ||
-                                (u = strBad.find("Exciter>")) != strBad.npos;)
-                strBad[u] = 'X';
-        const std::string strRefusal = Refusal(preset, folder, strBad);
-        const bool bBehind = fault.strTo.ends_with("<!--x-->");
-        CHECK(strRefusal ==
-              fault.what + ElementPlace(strBad, uAt + (bBehind ? fault.strFrom.size() + 3 : 0)));
+        CHECK(Refusal(preset, folder, strBad) == fault.what + ElementPlace(strBad, uAt));
     }
-    std::string strInt = strGood;
-    const std::size_t uInt = strInt.find("Value=\"", strInt.find("Type=\"Int\"")) + 7;
-    strInt.insert(uInt, "0x");
-    CHECK(Refusal(preset, folder, strInt) == "Value: Invalid int value." + ElementPlace(strInt, uInt));
-
+    CHECK(Refusal(preset, folder, std::regex_replace(strGood, std::regex("(</?)Exciter"), "$1Other")) ==
+          "Parse: Missing component: Exciter (2, 1)");
     CHECK(Refusal(preset, folder, "<!-- nothing -->") == "Parse: Missing root element. (1, 1)");
     CHECK(Refusal(preset, folder, "").rfind("Parse: ", 0) == 0);
     CHECK(Refusal(preset, folder, strGood.substr(0, strGood.size() / 2)).rfind("Parse: Error", 0) == 0);
