@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "hvBase/Util/Exception.h"
+#include "hvBase/Util/Path.h"
 #include "hvBase/Util/Text.h"
 #include "tests/preset/PresetTest.h"
 #include "tests/support/FakeModules.h"
@@ -212,8 +213,9 @@ TEST_CASE("A preset file appears whole or not at all, knows its place, and goes 
     const Test::TempFolder folder;
     TestPlugin plugin;
     PresetFile preset(plugin, "My sound");
-    preset.SaveAs(folder.File("new/presets"));
-    const std::string strPath = folder.File("new/presets/My sound.xml");
+    const std::string strFolder = Util::JoinPath(folder.File("new"), "presets");
+    preset.SaveAs(strFolder);
+    const std::string strPath = Util::JoinPath(strFolder, "My sound.xml");
     CHECK(preset.Path() == strPath);
     const std::regex stamp("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d");
     for (const char* const name : {"LastUsed", "LastModified"})
@@ -225,7 +227,7 @@ TEST_CASE("A preset file appears whole or not at all, knows its place, and goes 
     PresetFile reader(plugin);
     reader.Load(strPath, true);
     CHECK(reader.Name() == "My sound");
-    CHECK(reader.Folder() == folder.File("new/presets/"));
+    CHECK(reader.Folder() == Util::JoinPath(strFolder, ""));
     CHECK(reader.Attribute("LastUsed") == "long ago");
     reader.Load(strPath, false);
     CHECK(std::regex_match(reader.Attribute("LastUsed"), stamp));
@@ -249,9 +251,10 @@ TEST_CASE("A preset file appears whole or not at all, knows its place, and goes 
     CHECK(folder.Count() == 3);
 
     plugin.Settings().SetText("InstallPath", folder.File("data"));
-    CHECK(PresetFile::UserFolder(plugin) == folder.File("data/Presets/"));
+    CHECK(PresetFile::UserFolder(plugin) ==
+          Util::JoinPath(Util::JoinPath(folder.File("data"), "Presets"), ""));
     plugin.Settings().SetText("PresetFolder", folder.File("mine"));
-    CHECK(PresetFile::UserFolder(plugin) == folder.File("mine/"));
+    CHECK(PresetFile::UserFolder(plugin) == Util::JoinPath(folder.File("mine"), ""));
 
     preset.Remove();
     CHECK_FALSE(std::filesystem::exists(strPath));
