@@ -42,6 +42,9 @@ public:
     bool MeterEnable() const { return m_bMeterEnable; }
     PresetChangeMode ChangeMode() const { return static_cast<PresetChangeMode>(m_nPresetChangeMode.Get()); }
 
+    /// The value of "Global: History Depth": an index among its labels.
+    std::int32_t HistoryDepth() const { return m_nHistoryDepth; }
+
     /// Frames between two evaluations of automation: "Global: Automation Zipper Samples" rounded half away
     /// from zero.
     std::uint32_t AutomationStride() const;
@@ -79,7 +82,6 @@ private:
     bool BackgroundGrid() const { return m_bBackgroundGrid; }
     void SetBackgroundGrid(bool bShow);
 
-    std::int32_t HistoryDepth() const { return m_nHistoryDepth; }
     void SetHistoryDepth(std::int32_t nDepth);
     std::int32_t AutomationHighlight() const { return m_nHighlight; }
     void SetAutomationHighlight(std::int32_t nHighlight);
