@@ -16,6 +16,7 @@ using Json = nlohmann::json;
 
 constexpr double kTicksPerSecond = 10'000'000.0;
 constexpr double kMostSeconds = 1e9;
+constexpr int kMostNesting = 8;
 
 struct NamedCurve {
     std::string_view name;
@@ -113,8 +114,14 @@ AutomationTrack ReadTrack(const Place& place, const Json& json, const ParameterI
 }
 
 Json ParseJson(std::string_view json, const std::string& strFile) {
+    // Messages quote wrong values, and the library prints nested ones by recursion.
+    const auto checkDepth = [&](int nDepth, Json::parse_event_t, const Json&) {
+        if (nDepth > kMostNesting)
+            throw FileFailure(Util::Format("%1: nested more than %2 levels deep", strFile, kMostNesting));
+        return true;
+    };
     try {
-        return Json::parse(json);
+        return Json::parse(json, checkDepth);
     } catch (const Json::exception& error) {
         // The library's own text begins with its name for the error in brackets.
         const std::string strWhat = error.what();

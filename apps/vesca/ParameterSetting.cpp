@@ -76,9 +76,11 @@ std::vector<std::string> ParameterIndex::Near(std::string_view name) const {
     std::vector<Candidate> candidates;
     for (const ParameterRef& parameter : m_parameters) {
         const std::string strName = LowerCase(parameter.Name());
-        const std::size_t uDistance = EditDistance(strWanted, strName);
         const bool bContains =
             strWanted.size() >= kShortestContained && strName.find(strWanted) != std::string::npos;
+        // The distance is at least the difference in length; a file may bring a text of any length.
+        if (strWanted.size() > strName.size() + uFar) continue;
+        const std::size_t uDistance = EditDistance(strWanted, strName);
         if (uDistance <= uFar || bContains) candidates.push_back({uDistance, parameter.Name()});
     }
     std::stable_sort(candidates.begin(), candidates.end(),

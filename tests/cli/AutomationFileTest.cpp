@@ -124,3 +124,14 @@ TEST_CASE("Automation file: whatever else is wrong names the file and the place"
         CHECK(Contains(strError, wrong.strComplaint));
     }
 }
+
+TEST_CASE("Automation file: neither deep nesting nor an endless name costs more than a message") {
+    Reader reader;
+    const std::string strDeep = std::string(200000, '[') + std::string(200000, ']');
+    CHECK(reader.SegmentError(R"({"start": 0, "end": 1, "to": 1, "curve": "jump", "from": )" + strDeep +
+                              "}") == "curve.json: nested more than 8 levels deep");
+    // Comparing all its letters with those of every parameter would take minutes.
+    const std::string strName(20'000'000, 'x');
+    CHECK_THROWS_AS(reader.Parse(R"([{"parameter": ")" + strName + R"(", "segments": []}])"),
+                    App::UsageError);
+}
