@@ -3,6 +3,7 @@
 option(VESCA_WERROR "Treat warnings as errors" OFF)
 option(VESCA_TESTS "Build the tests" ON)
 option(VESCA_BENCH "Build the benchmarks" ON)
+option(VESCA_FUZZ "Build the fuzzers; VESCA_SANITIZE then names fuzzer-no-link" OFF)
 set(VESCA_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example address,undefined")
 
 set(CMAKE_CXX_STANDARD 20)

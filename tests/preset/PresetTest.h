@@ -27,8 +27,12 @@ public:
     bool IsActive() const override { return false; }
     std::uint32_t GetExtraByteCount() const override { return static_cast<std::uint32_t>(extra.size()); }
     std::uint32_t GetExtraDataClass() const override { return 4; }
-    void WriteExtraBytes(std::vector<std::uint8_t>& bytes, std::size_t) const override { bytes = extra; }
-    void ReadExtraBytes(const std::vector<std::uint8_t>& bytes, std::size_t) override { extra = bytes; }
+    void WriteExtraBytes(std::vector<std::uint8_t>& bytes, std::size_t uOffset) const override {
+        std::copy(extra.begin(), extra.end(), bytes.begin() + static_cast<std::ptrdiff_t>(uOffset));
+    }
+    void ReadExtraBytes(const std::vector<std::uint8_t>& bytes, std::size_t uOffset) override {
+        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(uOffset), extra.size(), extra.begin());
+    }
 
     std::vector<std::uint8_t> extra = {0, 0, 0, 0, 0};
 

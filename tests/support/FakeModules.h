@@ -63,7 +63,7 @@ public:
     void SetSize(std::int32_t nSize) {
         {
             const std::lock_guard lock(m_lock);
-            m_blockBuffer.SetBlockSize(nSize);
+            m_blockBuffer.SetBlockSize(std::clamp(nSize, 0, 1024));
         }
         DelayChanged();
     }

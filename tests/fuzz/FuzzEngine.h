@@ -1,0 +1,84 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tests/fuzz/FuzzTarget.h"
+#include "tests/support/Signals.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/TestPlugin.h"
+
+namespace Fuzz {
+
+/// An engine with a data folder of its own, and what has to hold for it whatever it is fed.
+class Engine {
+public:
+    explicit Engine(ModuleFactory buildModules = &BuildModules)
+        : m_settings(folder.Path()), plugin(m_settings, buildModules) {
+        plugin.CaptureDefaultState(m_defaults);
+    }
+
+    std::vector<double> Values() {
+        std::vector<double> values;
+        for (const ParameterRef& parameter : AllParameters(plugin.Components()))
+            values.push_back(parameter.Get());
+        return values;
+    }
+
+    void Reset() { plugin.ApplyState(m_defaults, Plugin::ApplyMode::Silent); }
+
+    /// Sets every parameter somewhere in its range.
+    void Randomise(std::uint64_t uSeed) {
+        Test::Random random(uSeed);
+        for (const ParameterRef& parameter : AllParameters(plugin.Components()))
+            parameter.Set(parameter.Min() +
+                          (parameter.Max() - parameter.Min()) * double{random.Uniform(0, 1)});
+    }
+
+    void DemandValuesInRange() {
+        for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
+            const double fValue = parameter.Get();
+            Demand(fValue >= parameter.Min() && fValue <= parameter.Max(), parameter.Name().c_str());
+        }
+    }
+
+    /// The present sound, saved as a state block and loaded, is the same sound.
+    void DemandStateHolds() {
+        Bytes first, second;
+        plugin.CaptureState(first);
+        Demand(plugin.ApplyState(first, Plugin::ApplyMode::Silent), "a captured state is taken");
+        plugin.CaptureState(second);
+        Demand(first == second, "a state captured and applied is captured again as it was");
+    }
+
+    Bytes DataFile(const std::string& strPath) {
+        const std::string strBytes = Test::Slurp(strPath);
+        return Bytes(strBytes.begin(), strBytes.end());
+    }
+    void WriteDataFile(const std::string& strPath, std::span<const std::uint8_t> bytes) {
+        // A new file: a file system may bring one that is written over to the disk at once.
+        std::filesystem::remove(strPath);
+        Test::Spill(strPath, std::string(bytes.begin(), bytes.end()));
+    }
+
+private:
+    /// Has the path before any component reads it.
+    struct Settings : Util::MemorySettingsStore {
+        explicit Settings(const std::string& strFolder) { SetText("InstallPath", strFolder); }
+    };
+
+public:
+    Test::TempFolder folder;
+
+private:
+    Settings m_settings;
+    Bytes m_defaults;
+
+public:
+    Test::TestPlugin plugin;
+};
+
+}  // namespace Fuzz
