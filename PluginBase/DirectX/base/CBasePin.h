@@ -93,6 +93,8 @@ protected:
     HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
     /// Ends the connection without a look at the state.
     HRESULT DisconnectInternal();
+    /// A text for the caller to free. E_POINTER for a null `pCopy`.
+    static HRESULT CopyToTaskMemory(LPCWSTR text, LPWSTR* pCopy);
 
     // Set-up: written by the constructor only.
     WCHAR* m_pName = nullptr;

@@ -17,7 +17,8 @@ public:
     CMediaType& operator=(const CMediaType& rt);
     CMediaType& operator=(const AM_MEDIA_TYPE& rt);
 
-    /// Compares everything that describes the data: types, sample size, flags and the format block.
+    /// Compares the three types and the format block, which describe the data; sizes and flags only tell how
+    /// it travels.
     bool operator==(const CMediaType& rt) const;
     bool operator!=(const CMediaType& rt) const { return !(*this == rt); }
 

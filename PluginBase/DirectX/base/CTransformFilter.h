@@ -83,4 +83,8 @@ protected:
 
 private:
     void CreatePins();
+    BOOL BothConnected() const;
+
+    /// Whether StartStreaming has succeeded and StopStreaming is due; under the filter lock.
+    bool m_bStreaming = false;
 };

@@ -36,6 +36,9 @@ protected:
     IUnknown* m_pPosition = nullptr;
 
 private:
+    HRESULT CreatePassThrough();
+    bool InputConnected() const;
+
     /// Not the filter lock: the question may come on a streaming thread.
     CCritSec m_csPosition;
 };
