@@ -111,7 +111,10 @@ TEST_CASE("CTransformFilter: a sample keeps its times and flags, and the next on
     CHECK(actual.cBuffers == 1);
     CHECK(actual.cbBuffer >= 64);
     CHECK(actual.cbAlign >= 1);
+    CHECK(rig.transform->In().ReceiveCanBlock() == S_OK);
     for (int nRun = 1; nRun <= 2; ++nRun) {
+        // Old hosts' samples in the second run.
+        if (nRun == 2) rig.source->PushPlain();
         CAPTURE(nRun);
         rig.sink->m_parcels.clear();
         CHECK(rig.source->Push(Full()) == VFW_E_NOT_COMMITTED);
@@ -159,9 +162,9 @@ TEST_CASE("CTransformFilter: neither a flush nor a stop waits for a sample that 
     const auto Block = [&] {
         rig.sink->Hold(true);
         CHECK(rig.source->Push(Full()) == S_OK);
-        const int nWaits = rig.transform->m_nBufferWaits;
+        const int nWaits = rig.transform->BufferWaits();
         std::thread thread([&] { blocked = rig.source->Push(Full()); });
-        rig.transform->m_nBufferWaits.wait(nWaits);
+        rig.transform->AwaitBufferWait(nWaits);
         return thread;
     };
     SUBCASE("flush") {
@@ -192,6 +195,10 @@ TEST_CASE("CTransformFilter: neither a flush nor a stop waits for a sample that 
 TEST_CASE("CTransformFilter: a type change that is refused ends the stream once, until the next start") {
     Rig rig;
     rig.Connect();
+    SUBCASE("new samples") {}
+    SUBCASE("old samples") {
+        rig.source->PushPlain();
+    }
     rig.Pause();
     const CMediaType same = PcmType();
     CHECK(rig.source->Push(Full(), &same) == S_OK);
@@ -240,6 +247,20 @@ TEST_CASE("CTransformFilter: a connection or a start that fails leaves nothing b
         const CMediaType stereo = PcmType(2);
         CHECK(rig.transform->In().QueryAccept(&mono) == S_FALSE);
         CHECK(rig.transform->In().QueryAccept(&stereo) == S_OK);
+    }
+    SUBCASE("reconnection") {
+        REQUIRE(rig.ConnectIn() == S_OK);
+        REQUIRE(rig.ConnectOut() == S_OK);
+        const CMediaType stereo = PcmType();
+        CHECK(rig.transform->ReconnectPin(&rig.transform->Out(), &stereo) == S_OK);
+        CHECK(rig.transform->Out().GetConnected() == &rig.sink->Pin());
+        CHECK(rig.transform->Out().CurrentStopTime() == MAXLONGLONG);
+        rig.graph->RemoveFilter(rig.transform.Get());
+        CHECK(!rig.sink->Pin().IsConnected());
+        CHECK(rig.transform->ReconnectPin(&rig.transform->Out(), nullptr) == VFW_E_NOT_IN_GRAPH);
+        CHECK(rig.transform->NotifyEvent(EC_USER, 0, 0) == E_NOTIMPL);
+        CRefTime time;
+        CHECK(rig.transform->StreamTime(time) == VFW_E_NO_CLOCK);
     }
     SUBCASE("streaming that cannot start") {
         rig.Connect();
@@ -451,6 +472,9 @@ TEST_CASE("CMediaType: copies are deep and partial types match what they leave o
     CHECK(std::equal(stereo.Format(), stereo.Format() + stereo.FormatLength(), other.Format()));
     other.ResetFormatBuffer();
     CHECK(other != stereo);
+    AM_MEDIA_TYPE careless = {};
+    careless.cbFormat = 18;
+    CHECK(CMediaType(careless).FormatLength() == 0);
     CHECK(*stereo.Subtype() == MEDIASUBTYPE_PCM);
     CHECK(stereo.GetSampleSize() == 4);
 }

@@ -139,7 +139,8 @@ HRESULT CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtSource) 
     pmtTarget->pbFormat = nullptr;
     pmtTarget->cbFormat = 0;
     if (pmtTarget->pUnk != nullptr) pmtTarget->pUnk->AddRef();
-    if (pmtSource->cbFormat == 0) return NOERROR;
+    // A length without a block comes from careless hosts, and means none.
+    if (pmtSource->cbFormat == 0 || pmtSource->pbFormat == nullptr) return NOERROR;
     pmtTarget->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(pmtSource->cbFormat));
     if (pmtTarget->pbFormat == nullptr) {
         FreeMediaType(*pmtTarget);

@@ -69,7 +69,8 @@ HRESULT PushSource::Push(const Parcel& parcel, const CMediaType* newType) {
         CMediaType type(*newType);
         sample->SetMediaType(&type);
     }
-    return m_pin.Deliver(sample.Get());
+    PlainSample plain(sample.Get());
+    return m_pin.Deliver(m_bPlain ? static_cast<IMediaSample*>(&plain) : sample.Get());
 }
 
 PushSource::OutputPin::OutputPin(PushSource& source, HRESULT* phr)
@@ -115,16 +116,10 @@ void KeepingSink::Drop() {
     m_held.swap(gone);
 }
 
-void KeepingSink::WaitFor(std::size_t uCount) {
-    std::unique_lock lock(m_mutex);
-    m_arrived.wait(lock, [&] { return m_parcels.size() >= uCount; });
-}
-
 void KeepingSink::Keep(IMediaSample* pSample) {
     const std::lock_guard lock(m_mutex);
     m_parcels.push_back(Unpack(pSample));
     if (m_bHold) m_held.emplace_back(pSample);
-    m_arrived.notify_all();
 }
 
 KeepingSink::InputPin::InputPin(KeepingSink& sink, HRESULT* phr)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -33,6 +32,8 @@ public:
 
     /// Gets a buffer, fills it and delivers it, on the calling thread. `newType` rides on the sample.
     HRESULT Push(const Parcel& parcel, const CMediaType* newType = nullptr);
+    /// From now on samples come without IMediaSample2.
+    void PushPlain() { m_bPlain = true; }
     CBaseOutputPin& Pin() { return m_pin; }
 
     // What has come upstream.
@@ -77,6 +78,7 @@ private:
 
     CCritSec m_lock;
     CMediaType m_type;
+    bool m_bPlain = false;
     HRESULT m_hr = NOERROR;
     OutputPin m_pin;
 };
@@ -93,10 +95,8 @@ public:
     /// Whether samples that arrive are held until a flush or Drop.
     void Hold(bool bHold) { m_bHold = bHold; }
     void Drop();
-    /// Waits until `uCount` samples have arrived.
-    void WaitFor(std::size_t uCount);
 
-    // What has come downstream. Under m_mutex while another thread pushes.
+    // What has come downstream. Not to be looked at while another thread pushes.
     std::vector<Parcel> m_parcels;
     int m_nEnds = 0;
     std::vector<double> m_segmentRates;
@@ -121,7 +121,6 @@ private:
 
     CCritSec m_lock;
     std::mutex m_mutex;
-    std::condition_variable m_arrived;
     bool m_bHold = false;
     std::vector<ComRef<IMediaSample>> m_held;
     HRESULT m_hr = NOERROR;
@@ -130,3 +129,34 @@ private:
 
 /// Reads all that a sample carries.
 Parcel Unpack(IMediaSample* pSample);
+
+/// A sample as an old host makes it, without IMediaSample2. Lives on the stack around a real one.
+class PlainSample final : public IMediaSample {
+public:
+    explicit PlainSample(IMediaSample* pSample) : m_sample(pSample) {}
+    STDMETHODIMP QueryInterface(REFIID, void** ppv) override {
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP GetPointer(BYTE** pp) override { return m_sample->GetPointer(pp); }
+    STDMETHODIMP_(LONG) GetSize() override { return m_sample->GetSize(); }
+    STDMETHODIMP GetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return m_sample->GetTime(a, b); }
+    STDMETHODIMP SetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return m_sample->SetTime(a, b); }
+    STDMETHODIMP IsSyncPoint() override { return m_sample->IsSyncPoint(); }
+    STDMETHODIMP SetSyncPoint(WINBOOL b) override { return m_sample->SetSyncPoint(b); }
+    STDMETHODIMP IsPreroll() override { return m_sample->IsPreroll(); }
+    STDMETHODIMP SetPreroll(WINBOOL b) override { return m_sample->SetPreroll(b); }
+    STDMETHODIMP_(LONG) GetActualDataLength() override { return m_sample->GetActualDataLength(); }
+    STDMETHODIMP SetActualDataLength(LONG n) override { return m_sample->SetActualDataLength(n); }
+    STDMETHODIMP GetMediaType(AM_MEDIA_TYPE** pp) override { return m_sample->GetMediaType(pp); }
+    STDMETHODIMP SetMediaType(AM_MEDIA_TYPE* p) override { return m_sample->SetMediaType(p); }
+    STDMETHODIMP IsDiscontinuity() override { return m_sample->IsDiscontinuity(); }
+    STDMETHODIMP SetDiscontinuity(WINBOOL b) override { return m_sample->SetDiscontinuity(b); }
+    STDMETHODIMP GetMediaTime(LONGLONG* a, LONGLONG* b) override { return m_sample->GetMediaTime(a, b); }
+    STDMETHODIMP SetMediaTime(LONGLONG* a, LONGLONG* b) override { return m_sample->SetMediaTime(a, b); }
+
+private:
+    IMediaSample* const m_sample;
+};

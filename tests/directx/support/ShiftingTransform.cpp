@@ -63,6 +63,16 @@ HRESULT ShiftingTransform::AlterQuality(Quality) {
     return m_qualityResult;
 }
 
+int ShiftingTransform::BufferWaits() {
+    const std::lock_guard lock(m_mutex);
+    return m_nBufferWaits;
+}
+
+void ShiftingTransform::AwaitBufferWait(int nSeen) {
+    std::unique_lock lock(m_mutex);
+    m_counted.wait(lock, [&] { return m_nBufferWaits > nSeen; });
+}
+
 CBaseInputPin& ShiftingTransform::In() {
     return *m_pInput;
 }
@@ -81,7 +91,10 @@ HRESULT ShiftingTransform::WatchedOutput::Active() {
 HRESULT ShiftingTransform::WatchedOutput::GetDeliveryBuffer(IMediaSample** ppSample,
                                                             REFERENCE_TIME* pStartTime,
                                                             REFERENCE_TIME* pEndTime, DWORD dwFlags) {
-    ++m_filter.m_nBufferWaits;
-    m_filter.m_nBufferWaits.notify_all();
+    {
+        const std::lock_guard lock(m_filter.m_mutex);
+        ++m_filter.m_nBufferWaits;
+        m_filter.m_counted.notify_all();
+    }
     return CTransformOutputPin::GetDeliveryBuffer(ppSample, pStartTime, pEndTime, dwFlags);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 #include "PluginBase/DirectX/base/streams.h"
 
@@ -38,8 +39,10 @@ public:
     // What it tells a test.
     int m_nStarts = 0;
     int m_nStops = 0;
-    /// Counts the questions for a delivery buffer, as they begin.
-    std::atomic<int> m_nBufferWaits = 0;
+    /// The questions for a delivery buffer so far, each counted as it begins.
+    int BufferWaits();
+    /// Waits for another one than the first `nSeen`.
+    void AwaitBufferWait(int nSeen);
 
 private:
     class WatchedOutput final : public CTransformOutputPin {
@@ -52,4 +55,8 @@ private:
     private:
         ShiftingTransform& m_filter;
     };
+
+    std::mutex m_mutex;
+    std::condition_variable m_counted;
+    int m_nBufferWaits = 0;
 };
