@@ -49,6 +49,9 @@ public:
     /// from zero.
     std::uint32_t AutomationStride() const;
 
+    /// The colour that marks an automated control, or none.
+    Highlight MarkColour() const { return static_cast<Highlight>(m_nHighlight.Get()); }
+
     /// Milliseconds between two frames of the editor.
     std::uint32_t TimerPeriod() const { return m_uTimerPeriod; }
 
