@@ -1,0 +1,5 @@
+# The adapter: what of it is plain C++ everywhere, the filter itself on Windows.
+vesca_test(test_directx_core
+  SOURCES
+    AdapterCoreTest.cpp
+  LINKS dx_core)
