@@ -154,6 +154,7 @@ TEST_CASE("A host finds every automatable parameter by one index, in list order,
         CHECK(parameters.Get(*index) == static_cast<float>(parameter.Min()));
     }
     CHECK(uNext == parameters.Count());
+    CHECK(uNext == 166);
     CHECK(parameters.At(0).Name() == "Global: Bypass");
     CHECK(parameters.At(1).Name() == "Gain: Input Left");
     CHECK(parameters.At(5).Name() == "Crossover Q");
