@@ -10,4 +10,10 @@ if(WIN32)
       DeliveryTest.cpp
       PluginTest.cpp
     LINKS dx_plugin)
+  vesca_test(test_directx_module
+    SOURCES
+      ModuleTest.cpp
+    LINKS dshow_base dmoguids)
+  target_compile_definitions(test_directx_module PRIVATE VESCA_DX_FILE="$<TARGET_FILE:vesca_dx>")
+  add_dependencies(test_directx_module vesca_dx)
 endif()
