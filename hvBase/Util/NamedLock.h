@@ -10,10 +10,12 @@ namespace Util {
 /// and gives it back as many times. Works with std::lock_guard, std::unique_lock and std::scoped_lock.
 ///
 /// Threads:   any. Which lock may be taken while another is held is the owner's matter.
-/// Real time: taking a free lock costs no system call and allocates nothing.
+/// Real time: taking a free lock costs no system call and, but for the very first time, allocates nothing.
 class NamedLock {
 public:
     explicit NamedLock(std::string strName) : m_strName(std::move(strName)) {}
+    /// Nobody holds it any more.
+    ~NamedLock();
     NamedLock(const NamedLock&) = delete;
     NamedLock& operator=(const NamedLock&) = delete;
 

@@ -1,0 +1,7 @@
+#include "hvBase/Util/NamedLock.h"
+
+namespace Util {
+
+NamedLock::~NamedLock() = default;
+
+}  // namespace Util
