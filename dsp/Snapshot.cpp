@@ -190,24 +190,29 @@ void Snapshot::LoadState() {
     if (m_strStatePath.empty() || !Util::Dir::FileExists(m_strStatePath)) {
         MigrateSnapshots(m_plugin.Settings(), m_state);
     } else {
-        m_bFileDamaged = !Problem([&] {
-                              Util::ByteStream stream = ReadFile(m_strStatePath);
-                              ReadSnapshotState(stream, m_state);
-                          }).empty();
-        m_kept = m_state;
+        const bool bDamaged = !Problem([&] {
+                                   Util::ByteStream stream = ReadFile(m_strStatePath);
+                                   ReadSnapshotState(stream, m_state);
+                               }).empty();
+        if (bDamaged) m_salvaged = StateBytes();
     }
     UpdateEqualizer();
 }
 
 void Snapshot::SaveState() noexcept {
-    if (m_strStatePath.empty() || (m_bFileDamaged && m_state == m_kept)) return;
+    if (m_strStatePath.empty()) return;
     // Nobody is left to be told, and no exception may leave a destructor: memory may be short too.
     try {
-        Util::ByteStream stream;
-        WriteSnapshotState(stream, m_state);
-        Util::WriteFileAtomically(m_strStatePath, stream.Bytes());
+        const auto bytes = StateBytes();
+        if (bytes != m_salvaged) Util::WriteFileAtomically(m_strStatePath, bytes);
     } catch (...) {
     }
+}
+
+std::vector<std::uint8_t> Snapshot::StateBytes() const {
+    Util::ByteStream stream;
+    WriteSnapshotState(stream, m_state);
+    return stream.TakeBytes();
 }
 
 }  // namespace DSP::Meter

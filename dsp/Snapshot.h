@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "PluginBase/ComponentImpl.h"
 #include "PluginBase/SnapshotSlots.h"
@@ -56,14 +57,15 @@ private:
     void UpdateEqualizer();
     void LoadState();
     void SaveState() noexcept;
+    std::vector<std::uint8_t> StateBytes() const;
 
     // Set-up: written at construction only.
     Spectrum& m_spectrum;
     Equalizer::Parametric& m_equalizer;
     const std::array<SnapshotRecord, kBuiltIns> m_builtIns;
     const std::string m_strStatePath;  ///< empty: nothing is kept
-    SnapshotState m_kept;              ///< what a failed reading of the file gave
-    bool m_bFileDamaged = false;
+    /// What could be read of a damaged file, as bytes: levels that are no numbers equal nothing. Else empty.
+    std::vector<std::uint8_t> m_salvaged;
 
     // Parameters: written by setters.
     Util::Relaxed<float> m_fAmount = 10.0f;    ///< percent
