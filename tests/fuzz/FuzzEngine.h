@@ -13,11 +13,26 @@
 
 namespace Fuzz {
 
+inline Bytes FileBytes(const std::string& strPath) {
+    const std::string strBytes = Test::Slurp(strPath);
+    return Bytes(strBytes.begin(), strBytes.end());
+}
+
+inline void WriteFile(const std::string& strPath, std::span<const std::uint8_t> bytes) {
+    // A new file: a file system may bring one that is written over to the disk at once.
+    std::filesystem::remove(strPath);
+    Test::Spill(strPath, std::string(bytes.begin(), bytes.end()));
+}
+
+/// A user's settings with a data folder, which components may read while they are made.
+struct Settings : Util::MemorySettingsStore {
+    explicit Settings(const std::string& strFolder) { SetText("InstallPath", strFolder); }
+};
+
 /// An engine with a data folder of its own, and what has to hold for it whatever it is fed.
 class Engine {
 public:
-    explicit Engine(ModuleFactory buildModules = &BuildModules)
-        : m_settings(folder.Path()), plugin(m_settings, buildModules) {
+    explicit Engine(ModuleFactory buildModules = &BuildModules) : plugin(settings, buildModules) {
         plugin.CaptureDefaultState(m_defaults);
     }
 
@@ -54,31 +69,12 @@ public:
         Demand(first == second, "a state captured and applied is captured again as it was");
     }
 
-    Bytes DataFile(const std::string& strPath) {
-        const std::string strBytes = Test::Slurp(strPath);
-        return Bytes(strBytes.begin(), strBytes.end());
-    }
-    void WriteDataFile(const std::string& strPath, std::span<const std::uint8_t> bytes) {
-        // A new file: a file system may bring one that is written over to the disk at once.
-        std::filesystem::remove(strPath);
-        Test::Spill(strPath, std::string(bytes.begin(), bytes.end()));
-    }
-
-private:
-    /// Has the path before any component reads it.
-    struct Settings : Util::MemorySettingsStore {
-        explicit Settings(const std::string& strFolder) { SetText("InstallPath", strFolder); }
-    };
-
-public:
     Test::TempFolder folder;
+    Settings settings{folder.Path()};
+    Test::TestPlugin plugin;
 
 private:
-    Settings m_settings;
     Bytes m_defaults;
-
-public:
-    Test::TestPlugin plugin;
 };
 
 }  // namespace Fuzz

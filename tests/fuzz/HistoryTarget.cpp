@@ -47,7 +47,7 @@ bool Fuzz::TryInput(std::span<const std::uint8_t> input) {
     const auto before = engine.Values();
     const auto read = ReadBytes(input);
 
-    engine.WriteDataFile(file.Path(), input);
+    Fuzz::WriteFile(file.Path(), input);
     HistoryList list;
     list.Push({1}, "stale");
     Demand(file.Load(list) == read.has_value(), "a file is taken if its bytes are");

@@ -35,7 +35,7 @@ bool TryLoad(Preset::PresetFile& preset, const std::string& strPath) {
 Fuzz::Bytes Written(Preset::PresetFile preset) {
     const std::string strPath = TheEngine().folder.File("written.xml");
     preset.Save(strPath);
-    return TheEngine().DataFile(strPath);
+    return Fuzz::FileBytes(strPath);
 }
 
 }  // namespace
@@ -48,7 +48,7 @@ bool Fuzz::TryInput(std::span<const std::uint8_t> input) {
     engine.plugin.Settings().SetNumber("VerbosePreset", 1);
     const auto before = engine.Values();
     const std::string strPath = engine.folder.File("input.xml");
-    engine.WriteDataFile(strPath, input);
+    Fuzz::WriteFile(strPath, input);
 
     Preset::PresetFile preset(engine.plugin, "sound");
     preset.SetAttribute("Comments", "mine");
@@ -63,7 +63,7 @@ bool Fuzz::TryInput(std::span<const std::uint8_t> input) {
     Bytes written = Written(preset), again;
     const std::string strAgain = engine.folder.File("again.xml");
     for (int nTime = 0; nTime < 2; ++nTime) {
-        engine.WriteDataFile(strAgain, written);
+        Fuzz::WriteFile(strAgain, written);
         Preset::PresetFile copy(engine.plugin);
         Demand(TryLoad(copy, strAgain), "what was taken and saved is taken again");
         again = std::exchange(written, Written(copy));
