@@ -13,7 +13,7 @@ ReverbOffload::ReverbOffload(Work work) : m_work(std::move(work)) {
 ReverbOffload::~ReverbOffload() {
     m_bStop = true;
     m_bQuit = true;
-    m_wake.release();
+    m_wake.Release();
 }
 
 void ReverbOffload::Request() {
@@ -22,12 +22,12 @@ void ReverbOffload::Request() {
         return;
     }
     m_bRunning = true;
-    m_wake.release();
+    m_wake.Release();
 }
 
 void ReverbOffload::ThreadMain() {
     for (;;) {
-        m_wake.acquire();
+        m_wake.Acquire();
         if (m_bQuit) return;
         RunWork();
     }

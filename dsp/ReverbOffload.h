@@ -3,10 +3,10 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <semaphore>
 
 #include "hvBase/Util/NamedLock.h"
 #include "hvBase/Util/Relaxed.h"
+#include "hvBase/Util/Semaphore.h"
 #include "hvBase/Util/Thread.h"
 
 namespace DSP {
@@ -62,7 +62,7 @@ private:
     bool m_bRunning = false;
     bool m_bRestart = false;
 
-    std::counting_semaphore<> m_wake{0};
+    Util::Semaphore m_wake;
     Util::Relaxed<bool> m_bStop = false;
     Util::Relaxed<bool> m_bQuit = false;
     Util::Thread m_thread;  // the last member: it must not outlive the others

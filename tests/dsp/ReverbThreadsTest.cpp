@@ -10,6 +10,7 @@
 
 #include "dsp/Reverb.h"
 #include "dsp/ReverbOffload.h"
+#include "hvBase/Util/Semaphore.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestContext.h"
 
@@ -52,11 +53,12 @@ TEST_CASE("Work that is asked for runs after the asking, never twice at once, wh
 TEST_CASE("Asking while the work runs makes it run once more, and work that throws does not end the thread") {
     Util::NamedLock owner("Owner");
     std::atomic<int> nRuns = 0;
-    std::binary_semaphore begun{0}, go{0};
+    Util::Semaphore begun;
+    Util::Semaphore go;
     ReverbOffload offload([&](const Util::Relaxed<bool>&) {
         if (++nRuns == 1) {
-            begun.release();
-            go.acquire();
+            begun.Release();
+            go.Acquire();
             throw std::runtime_error("not this time");
         }
     });
@@ -66,10 +68,10 @@ TEST_CASE("Asking while the work runs makes it run once more, and work that thro
         CHECK(offload.IsRunning());
     };
     ask();
-    begun.acquire();
+    begun.Acquire();
     ask();
     ask();
-    go.release();
+    go.Release();
     offload.Wait();
     CHECK(nRuns == 2);
     ask();
@@ -78,12 +80,12 @@ TEST_CASE("Asking while the work runs makes it run once more, and work that thro
 }
 
 TEST_CASE("The end of an offload stops the work that runs") {
-    std::binary_semaphore begun{0};
+    Util::Semaphore begun;
     bool bStopped = false;
     {
         Util::NamedLock owner("Owner");
         ReverbOffload offload([&](const Util::Relaxed<bool>& stop) {
-            begun.release();
+            begun.Release();
             while (!stop)
                 std::this_thread::yield();
             bStopped = true;
@@ -92,7 +94,7 @@ TEST_CASE("The end of an offload stops the work that runs") {
             const std::scoped_lock guard(owner, offload.Lock());
             offload.Request();
         }
-        begun.acquire();
+        begun.Acquire();
     }
     CHECK(bStopped);
 }
