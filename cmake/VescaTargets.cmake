@@ -38,3 +38,15 @@ function(vesca_bench NAME)
   add_executable(${NAME} ${ARG_SOURCES})
   target_link_libraries(${NAME} PRIVATE ${ARG_LINKS} benchmark::benchmark_main)
 endfunction()
+
+# vesca_windows_dll(NAME SOURCES file... DEF file [LINKS target...])
+#
+# One self-contained DLL that exports what the module definition file names: without one, thousands of symbols
+# would be.
+function(vesca_windows_dll NAME)
+  cmake_parse_arguments(ARG "" "DEF" "SOURCES;LINKS" ${ARGN})
+  add_library(${NAME} SHARED ${ARG_SOURCES} ${ARG_DEF})
+  set_target_properties(${NAME} PROPERTIES PREFIX "")
+  target_link_options(${NAME} PRIVATE -static)
+  target_link_libraries(${NAME} PRIVATE ${ARG_LINKS})
+endfunction()

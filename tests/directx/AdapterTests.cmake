@@ -16,4 +16,7 @@ if(WIN32)
     LINKS dshow_base dmoguids)
   target_compile_definitions(test_directx_module PRIVATE VESCA_DX_FILE="$<TARGET_FILE:vesca_dx>")
   add_dependencies(test_directx_module vesca_dx)
+  add_test(NAME vesca_dx.exports-imports
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-dll
+      ${CMAKE_OBJDUMP} $<TARGET_FILE:vesca_dx> ${PROJECT_SOURCE_DIR}/PluginBase/DirectX/vesca_dx.def)
 endif()
