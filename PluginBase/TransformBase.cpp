@@ -5,6 +5,7 @@
 
 #include "PluginBase/Plugin.h"
 #include "dsp/vector/Elementwise.h"
+#include "dsp/vector/Repair.h"
 #include "hvBase/Util/TickCount.h"
 
 namespace {
@@ -154,6 +155,10 @@ void TransformBase::RefreshDisplay() {
 
 std::uint32_t TransformBase::RunSegment(std::uint32_t uFrames, float* inLeft, float* inRight, float* outLeft,
                                         float* outRight, std::uint32_t uStride, std::int64_t nPosition) {
+    // Damage is kept out here as well as in each module: what a NaN or 1e30 leaves behind in one module, a
+    // filter that rings down from 600 dB, is sound for the next, and a slow release answers it for minutes.
+    DSP::VectorRepair(inLeft, inLeft, Length(uFrames));
+    if (inRight) DSP::VectorRepair(inRight, inRight, Length(uFrames));
     m_entryGuard.Apply(uFrames, inLeft, inRight);
     const StageContext context{m_uSampleRate, nPosition, uStride, &m_bRefreshWanted};
     return ProcessChain(context, uFrames, inLeft, inRight, outLeft, outRight);

@@ -17,6 +17,9 @@ class Plugin;
 ///            thread while nothing streams, or inside Run. The Request operations, ResetAll and the queries
 ///            anywhere.
 /// Real time: Run allocates only for a block longer than every block before.
+/// Damage:    a NaN, an infinity or a magnitude of 2^40 and more enters the chain as silence. A bypassed
+/// chain
+///            copies it.
 class TransformBase {
 public:
     explicit TransformBase(Plugin& plugin);
