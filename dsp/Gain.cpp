@@ -18,9 +18,8 @@ constexpr const char* kGainNames[] = {"Input Left", "Input Right", "Output Left"
 
 }  // namespace
 
-void Gain::Value::Set(float fNewDb) {
-    fDb = fNewDb;
-    fLinear = DbToLinear(fNewDb);
+Gain::Value Gain::Value::OfDb(float fDb) {
+    return {fDb, DbToLinear(fDb)};
 }
 
 Gain::Gain(PluginContext& plugin) : ComponentImpl(plugin, "Gain") {
@@ -44,16 +43,16 @@ Gain::Gain(PluginContext& plugin) : ComponentImpl(plugin, "Gain") {
 }
 
 void Gain::SetBypassGainDb(float fDb) {
-    if (fDb == m_bypass.fDb) return;
+    if (fDb == BypassGainDb()) return;
     MarkDirty();
-    m_bypass.Set(std::clamp(fDb, kMinBypassDb, kMaxDb));
+    m_bypass = Value::OfDb(std::clamp(fDb, kMinBypassDb, kMaxDb));
 }
 
 void Gain::SetGainDb(std::uint32_t iGain, float fDb) {
-    if (fDb == m_gains[iGain].fDb) return;
+    if (fDb == GainDb(iGain)) return;
     MarkDirty();
     fDb = std::clamp(fDb, kMinDb, kMaxDb);
-    m_gains[iGain].Set(fDb);
+    m_gains[iGain] = Value::OfDb(fDb);
 
     const std::uint32_t iPair = iGain / 2;
     const bool bLinked = iPair == 0 ? m_bInputLock : m_bOutputLock;
@@ -61,8 +60,7 @@ void Gain::SetGainDb(std::uint32_t iGain, float fDb) {
     const bool bLeft = iGain % 2 == 0;
     const std::uint32_t iPartner = bLeft ? iGain + 1 : iGain - 1;
     const float fPartnerDb = bLeft ? fDb + m_fLinkOffset[iPair] : fDb - m_fLinkOffset[iPair];
-    const float fOldDb = m_gains[iPartner].fDb;
-    m_gains[iPartner].Set(fPartnerDb);
+    const float fOldDb = m_gains[iPartner].Exchange(Value::OfDb(fPartnerDb)).fDb;
     if (fOldDb != fPartnerDb) {
         m_plugin.NotifyParameterEvent(ParameterGroup::Float, ParameterPhase::Value, *this, iPartner + 1,
                                       &fPartnerDb, nullptr, nullptr);
@@ -72,7 +70,7 @@ void Gain::SetGainDb(std::uint32_t iGain, float fDb) {
 void Gain::EndStateLoad() {
     m_bStateLoading = false;
     for (std::uint32_t iPair = 0; iPair < 2; ++iPair) {
-        m_fLinkOffset[iPair] = m_gains[2 * iPair + 1].fDb - m_gains[2 * iPair].fDb;
+        m_fLinkOffset[iPair] = GainDb(2 * iPair + 1) - GainDb(2 * iPair);
     }
 }
 
@@ -86,15 +84,15 @@ std::uint32_t Gain::ProcessBlock(std::uint32_t uFrames, float* left, float* righ
     const std::uint32_t uStage = Component::Stage();
     if (uStage > kBypass || uFrames == 0) return uFrames;
     if (uStage == kBypass) {
-        const float fGain = m_bypass.fLinear;
+        const float fGain = m_bypass.Get().fLinear;
         ProcessChannel(uFrames, left, fGain, fGain, false);
         if (right) ProcessChannel(uFrames, right, fGain, fGain, false);
         return uFrames;
     }
 
     const std::uint32_t iPair = 2 * uStage;
-    const float fLeft = m_gains[iPair].fLinear;
-    const float fRight = m_gains[iPair + 1].fLinear;
+    const float fLeft = m_gains[iPair].Get().fLinear;
+    const float fRight = m_gains[iPair + 1].Get().fLinear;
     const bool bRamp = m_bPrimed[iPair] && (fLeft != m_fPrevious[iPair] || fRight != m_fPrevious[iPair + 1]);
     ProcessChannel(uFrames, left, m_fPrevious[iPair], fLeft, bRamp);
     if (right) ProcessChannel(uFrames, right, m_fPrevious[iPair + 1], fRight, bRamp);

@@ -45,16 +45,18 @@ private:
     static constexpr std::uint32_t kGains = 4;  ///< input left, input right, output left, output right
     static constexpr std::int32_t kRampLength = 32;
 
-    struct Value {
-        Util::Relaxed<float> fDb = 0.0f;
-        Util::Relaxed<float> fLinear = 1.0f;
+    /// Both forms of a gain cross threads as one value: two setters at once leave a pair that belongs
+    /// together.
+    struct alignas(8) Value {
+        float fDb = 0.0f;
+        float fLinear = 1.0f;
 
-        void Set(float fNewDb);
+        static Value OfDb(float fDb);
     };
 
-    float GainDb(std::uint32_t iGain) const { return m_gains[iGain].fDb; }
+    float GainDb(std::uint32_t iGain) const { return m_gains[iGain].Get().fDb; }
     void SetGainDb(std::uint32_t iGain, float fDb);
-    float BypassGainDb() const { return m_bypass.fDb; }
+    float BypassGainDb() const { return m_bypass.Get().fDb; }
     void SetBypassGainDb(float fDb);
     bool InputLock() const { return m_bInputLock; }
     void SetInputLock(bool bLock) { m_bInputLock = bLock; }
@@ -67,8 +69,8 @@ private:
     std::array<float, kRampLength> m_rampTable;
 
     // Parameters: written by setters, read once at the head of a block.
-    Value m_bypass;
-    std::array<Value, kGains> m_gains;
+    Util::Relaxed<Value> m_bypass = Value{};
+    std::array<Util::Relaxed<Value>, kGains> m_gains = {Value{}, Value{}, Value{}, Value{}};
     Util::Relaxed<bool> m_bInputLock = true;
     Util::Relaxed<bool> m_bOutputLock = true;
     std::array<Util::Relaxed<float>, 2> m_fLinkOffset;  ///< right minus left in dB: input, output
