@@ -1,6 +1,5 @@
 #include <doctest/doctest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -92,35 +91,4 @@ TEST_CASE(
     WhileStreaming(plugin, 10000, setParameters, loadState, automate, changePreset);
     CHECK(fake.calls.size() > 0);
     CHECK(plugin.GetTransform().SystemDelay() < 2048);
-}
-
-TEST_CASE(
-    "The whole chain stands a storm of parameters and states while it streams, and is sound afterwards") {
-    TestPlugin plugin;
-    plugin.BeginStreaming(44100);
-    auto parameters = AllParameters(plugin.Components());
-    std::erase(parameters, plugin.Parameter("Global: Bypass"));
-    std::vector<std::uint8_t> state;
-    plugin.CaptureState(state);
-    const auto setParameters = [&](std::uint64_t uRound) {
-        Test::Random random(uRound + 77);
-        const ParameterRef& parameter =
-            parameters[random.Between(0, static_cast<std::uint32_t>(parameters.size()) - 1)];
-        const float fShare = std::clamp(random.Uniform(-0.5f, 1.5f), 0.0f, 1.0f);
-        parameter.Set(parameter.Min() + (parameter.Max() - parameter.Min()) * double{fShare});
-    };
-    const auto loadState = [&](std::uint64_t uRound) {
-        if (uRound % 32 == 31) plugin.ApplyState(state, Plugin::ApplyMode::Silent);
-    };
-    WhileStreaming(plugin, 400, setParameters, loadState);
-
-    plugin.FinishBackgroundWork();
-    plugin.ApplyState(state, Plugin::ApplyMode::Silent);
-    plugin.Set("Global: Process As Mono", 0);
-    plugin.FinishBackgroundWork();
-    plugin.BeginStreaming(44100);
-    const auto input = Test::Noise(5, 4000);
-    const auto output = plugin.Render({input, input}, {512});
-    CHECK(Test::WorstDifference(output.left, input) < 1e-6f);
-    CHECK(output.left.size() == 4000);
 }
