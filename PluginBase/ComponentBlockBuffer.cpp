@@ -10,19 +10,36 @@ void ComponentBlockBuffer::SetBlockSize(std::int32_t nBlockSize, std::uint32_t u
     if (uBlockSize == m_uBlockSize && uInputs == m_inputs.size() && uOutputs == m_outputs.size()) return;
 
     m_uBlockSize = uBlockSize;
-    // Memory stays for the next size: automation may switch between two of them on the audio thread.
     m_inputs.resize(uInputs);
     m_outputs.resize(uOutputs);
     m_bands.resize(uOutputs > 2 ? uOutputs : 0);
+    // Memory stays for the next size: automation may switch between two of them on the audio thread.
+    m_uGreatest = std::max(m_uGreatest, uBlockSize);
+    TakeMemory();
     for (auto& band : m_bands)
         band.assign(uBlockSize, 0.0f);
-    for (auto& input : m_inputs)
-        input.reserve(std::size_t{2} * uBlockSize);
-    for (auto& output : m_outputs)
-        output.reserve(Latency());
     m_bReconfigured = m_bInBlock;
     m_bPending = false;
     Refill();
+}
+
+void ComponentBlockBuffer::Reserve(std::int32_t nGreatest, std::uint32_t uInputs, std::uint32_t uOutputs) {
+    m_uGreatest = static_cast<std::uint32_t>(std::max(nGreatest, 0));
+    SetBlockSize(static_cast<std::int32_t>(m_uBlockSize), uInputs, uOutputs);
+    TakeMemory();
+}
+
+void ComponentBlockBuffer::TakeMemory() {
+    if (m_uGreatest == 0) return;
+    // An input holds the rest of a block beside the host's; what is on its way through inputs and outputs
+    // together is the latency, and a host block more while it is in work.
+    const std::size_t uFrames = std::size_t{m_uGreatest} + m_uLongestHost;
+    for (auto* const channels : {&m_inputs, &m_outputs}) {
+        for (auto& channel : *channels)
+            channel.reserve(uFrames);
+    }
+    for (auto& band : m_bands)
+        band.reserve(m_uGreatest);
 }
 
 void ComponentBlockBuffer::Refill() {
@@ -48,6 +65,10 @@ void ComponentBlockBuffer::Begin(std::uint32_t uFrames, float* left, float* righ
     for (std::uint32_t i = 0; i < kBands; ++i) {
         m_host.bandsLeft[i] = bandsLeft ? bandsLeft[i] : nullptr;
         m_host.bandsRight[i] = bandsRight ? bandsRight[i] : nullptr;
+    }
+    if (uFrames > m_uLongestHost) {
+        m_uLongestHost = uFrames;
+        TakeMemory();
     }
     if (m_uBlockSize == 0) return;
     m_nHeld = static_cast<std::int64_t>(m_inputs[0].size());

@@ -12,8 +12,8 @@
 /// the host's blocks are. Block size 0 passes blocks through as they are.
 ///
 /// Threads:   under the owning component's lock, all of it.
-/// Real time: SetBlockSize allocates for a size greater than every size before. Begin and NextBlock allocate
-///            only when the host's block is longer than every block before.
+/// Real time: SetBlockSize allocates for a size greater than every size before and than that of Reserve. Begin
+///            allocates only when the host's block is longer than every block before; the rest never.
 class ComponentBlockBuffer {
 public:
     static constexpr std::uint32_t kBands = 4;
@@ -27,6 +27,10 @@ public:
         std::array<float*, kBands> bandsRight{};
         std::int64_t nOffset = 0;  ///< of the first frame, from the host block's first; may be negative
     };
+
+    /// Takes the memory for all sizes up to a greatest, so that a setter may change the size while the audio
+    /// waits for its lock. Before the first block.
+    void Reserve(std::int32_t nGreatest, std::uint32_t uInputs = 2, std::uint32_t uOutputs = 2);
 
     /// Sets the size, 0 or more frames, and the number of outputs, 2 or 8. Equal arguments do nothing; others
     /// drop what the buffer held. During a block, the rest of that block passes unprocessed.
@@ -59,6 +63,7 @@ public:
     void End();
 
 private:
+    void TakeMemory();
     void Flush(const Piece& piece);
     void Refill();
     void PassRest() const;
@@ -69,6 +74,10 @@ private:
     std::vector<std::vector<float>> m_inputs = std::vector<std::vector<float>>(2);
     std::vector<std::vector<float>> m_outputs = std::vector<std::vector<float>>(2);
     std::vector<std::vector<float>> m_bands;  ///< the bands of the block in work, with 8 outputs
+
+    // What memory has been taken for.
+    std::uint32_t m_uGreatest = 0;     ///< block size
+    std::uint32_t m_uLongestHost = 0;  ///< frames of the longest host block
 
     // State: Clear drops it.
     std::uint32_t m_uRead = 0;  ///< frames of the inputs that are already handed out

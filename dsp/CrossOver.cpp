@@ -59,7 +59,7 @@ CrossOver::CrossOver(PluginContext& plugin)
         .InPreset(PresetGroup::CrossOver);
 
     m_analog.Design(m_nBands, AllCutoffs());
-    m_blockBuffer.SetBlockSize(0, 2, 2 * kBands);
+    m_blockBuffer.Reserve(kBufferSizes.back(), 2, 2 * kBands);
     FinishTables();
 }
 

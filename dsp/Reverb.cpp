@@ -39,6 +39,7 @@ Reverb::Reverb(PluginContext& plugin)
     LoadImpulse();
     DeclareParameters();
     m_room.Update(m_target, false);
+    m_blockBuffer.Reserve(kBufferSizes.back());
     m_blockBuffer.SetBlockSize(BlockFrames());
     FinishTables();
 }
