@@ -14,20 +14,18 @@ CurveFir::CurveFir()
     : m_filters{LinearPhaseFir(kLengths[0], kBeta), LinearPhaseFir(kLengths[1], kBeta),
                 LinearPhaseFir(kLengths[2], kBeta)} {}
 
-std::vector<float> CurveFir::Design(std::uint32_t iLength, std::span<const CurveNode> nodes,
-                                    std::uint32_t uSampleRate, std::span<const float> correctionDb,
-                                    float fPercent) const {
+void CurveFir::Design(Work& work, std::uint32_t iLength, std::span<const CurveNode> nodes,
+                      std::uint32_t uSampleRate, std::span<const float> correctionDb, float fPercent) const {
     const LinearPhaseFir& filter = m_filters[iLength];
     const int nLength = kLengths[iLength];
-    std::vector<float> magnitudes(static_cast<std::size_t>(nLength) / 2 + 1);
-    DrawCurve(nodes, nLength, uSampleRate, magnitudes.data());
+    work.axis.Set(nLength, uSampleRate);
+    work.magnitudes.resize(work.axis.logs.size());
+    work.taps.resize(static_cast<std::size_t>(nLength));
+    work.transform.resize(filter.WorkLength());
+    DrawCurve(nodes, work.axis, work.magnitudes.data());
     for (std::size_t k = 0; k < correctionDb.size(); ++k)
-        magnitudes[k] *= DbToLinear(correctionDb[k] * fPercent / 100.0f);
-
-    std::vector<float> taps(static_cast<std::size_t>(nLength));
-    std::vector<float> work(filter.WorkLength());
-    filter.Design(magnitudes.data(), taps.data(), work.data());
-    return taps;
+        work.magnitudes[k] *= DbToLinear(correctionDb[k] * fPercent / 100.0f);
+    filter.Design(work.magnitudes.data(), work.taps.data(), work.transform.data());
 }
 
 }  // namespace DSP::Equalizer

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <numbers>
-#include <vector>
 
 #include "dsp/vector/Decibel.h"
 #include "dsp/vector/Elementary.h"
@@ -15,24 +14,7 @@ constexpr float kPi = std::numbers::pi_v<float>;
 constexpr float kLogOfZero = -10.0f;  // what bin 0 counts as
 constexpr float kMinBellBins = 20.0f;
 
-struct Axis {
-    std::vector<float> logs;  // ln of each bin's frequency
-    float fBinHz;
-    float fNyquist;
-};
-
-Axis MakeAxis(int nLength, std::uint32_t uSampleRate) {
-    const auto fRate = static_cast<float>(uSampleRate);
-    const auto fLength = static_cast<float>(nLength);
-    Axis axis{std::vector<float>(static_cast<std::size_t>(nLength) / 2 + 1), fRate / fLength, fRate * 0.5f};
-    axis.logs[0] = kLogOfZero;
-    for (std::size_t k = 1; k < axis.logs.size(); ++k) {
-        axis.logs[k] = GuardedLog(static_cast<float>(k) * fRate / fLength);
-    }
-    return axis;
-}
-
-void AddBell(const CurveNode& node, const Axis& axis, float* c) {
+void AddBell(const CurveNode& node, const CurveAxis& axis, float* c) {
     const float fLog = GuardedLog(node.fFrequency);
     float fLow = Exp(fLog - 1.0f / node.fQ);
     float fHigh = Exp(fLog + 1.0f / node.fQ);
@@ -60,7 +42,7 @@ float HalfWidth(float fQ) {
     return 1.0f / fQ / std::sqrt(fQ);
 }
 
-void AddPass(const CurveNode& node, const Axis& axis, float* c) {
+void AddPass(const CurveNode& node, const CurveAxis& axis, float* c) {
     const float fWidth = HalfWidth(node.fQ);
     const float B = GuardedLog(node.fFrequency);
     const float A = node.kind == CurveNode::Kind::LowPass ? B - fWidth : B + fWidth;
@@ -77,7 +59,7 @@ void AddPass(const CurveNode& node, const Axis& axis, float* c) {
     }
 }
 
-void AddShelf(const CurveNode& node, const Axis& axis, float* c) {
+void AddShelf(const CurveNode& node, const CurveAxis& axis, float* c) {
     const float fWidth = node.kind == CurveNode::Kind::LowShelf ? HalfWidth(node.fQ) : -HalfWidth(node.fQ);
     const float fLog = GuardedLog(node.fFrequency);
     const float A = fLog - fWidth;
@@ -111,8 +93,22 @@ CurveNode CurveNode::From(const FilterNode& node) noexcept {
     return {node.fFrequency, node.fGainDb, node.fQ, Kind::Bell};
 }
 
-void DrawCurve(std::span<const CurveNode> nodes, int nLength, std::uint32_t uSampleRate, float* magnitudes) {
-    const Axis axis = MakeAxis(nLength, uSampleRate);
+void CurveAxis::Set(int nLength, std::uint32_t uSampleRate) {
+    const std::size_t uBins = static_cast<std::size_t>(nLength) / 2 + 1;
+    if (logs.size() == uBins && m_uSampleRate == uSampleRate) return;
+    m_uSampleRate = uSampleRate;
+    const auto fRate = static_cast<float>(uSampleRate);
+    const auto fLength = static_cast<float>(nLength);
+    fBinHz = fRate / fLength;
+    fNyquist = fRate * 0.5f;
+    logs.resize(uBins);
+    logs[0] = kLogOfZero;
+    for (std::size_t k = 1; k < uBins; ++k) {
+        logs[k] = GuardedLog(static_cast<float>(k) * fRate / fLength);
+    }
+}
+
+void DrawCurve(std::span<const CurveNode> nodes, const CurveAxis& axis, float* magnitudes) {
     const std::size_t uBins = axis.logs.size();
     for (std::size_t k = 0; k < uBins; ++k)
         magnitudes[k] = 0.0f;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "dsp/FilterNode.h"
 
@@ -24,15 +25,29 @@ struct CurveNode {
     static CurveNode Neutral() noexcept { return {}; }
 };
 
-/// Draws the nodes into nLength / 2 + 1 linear magnitudes, bin k standing for k * rate / nLength Hz. They
-/// add up in dB, in the order of the list. In single precision; bin 0 stands at the logarithm -10.
+/// The frequencies of a curve's bins, kept from one curve to the next: bin k stands for k * rate / length Hz.
+struct CurveAxis {
+    /// nLength / 2 + 1 bins of a rate in Hz. Allocates for a greater length than all before; arguments equal
+    /// to the last cost nothing.
+    void Set(int nLength, std::uint32_t uSampleRate);
+
+    std::vector<float> logs;  ///< ln of each bin's frequency; bin 0 stands at -10
+    float fBinHz = 0.0f;
+    float fNyquist = 0.0f;
+
+private:
+    std::uint32_t m_uSampleRate = 0;
+};
+
+/// Draws the nodes into one linear magnitude for each bin of the axis. They add up in dB, in the order of the
+/// list, in single precision.
 ///
 /// Bell:    one period of a raised cosine, from 1 / Q nepers below the frequency to 1 / Q above, and at least
 ///          twenty bins wide.
 /// Shelves: half a period, w = 1 / (Q sqrt Q) nepers to either side of the frequency.
 /// Passes:  0 dB up to w before the frequency, from there along a cosine to -3 dB, and on along its tangent.
 ///
-/// Threads: any. Allocates one buffer of nLength / 2 + 1 floats.
-void DrawCurve(std::span<const CurveNode> nodes, int nLength, std::uint32_t uSampleRate, float* magnitudes);
+/// Threads: any; allocates nothing.
+void DrawCurve(std::span<const CurveNode> nodes, const CurveAxis& axis, float* magnitudes);
 
 }  // namespace DSP::Equalizer

@@ -118,6 +118,7 @@ Parametric::Parametric(PluginContext& plugin) : ComponentImpl(plugin, "Equalizer
     m_curve =
         std::make_shared<const std::vector<float>>(static_cast<std::size_t>(CurveFir::kLengths[0]) / 2 + 1);
     DesignAllNodes();
+    Request(kFilter);
     m_blockBuffer.Reserve(kBufferSizes.back());
     FinishTables();
 }

@@ -12,6 +12,7 @@
 #include "dsp/BufferSizes.h"
 #include "dsp/CurveConvolver.h"
 #include "dsp/CurveFir.h"
+#include "dsp/DesignTurn.h"
 #include "dsp/DisplayResponse.h"
 #include "dsp/FilterNode.h"
 #include "dsp/MatchingCurve.h"
@@ -38,9 +39,10 @@ namespace DSP::Equalizer {
 ///            another one designing leaves its wish there, and the other fulfils it before it goes on. A
 ///            setter may thus return before its filter is in force; FinishBackgroundWork waits. The lock of
 ///            the audition filter is taken inside the component's.
-/// Real time: a block allocates nothing. Setters of the Analog type neither. In the two other types an
-///            automated node costs a design a stride on the audio thread, from tens of microseconds at 1024
-///            taps to a millisecond or two at 16384, and allocates; so does an automated type.
+/// Real time: neither a block nor an automated parameter allocates, but for the smoothing of the Matching
+///            type. In the FIR types an automated node costs a design a stride on the audio thread, from tens
+///            of microseconds at 1024 taps to a millisecond or two at 16384. A design that another thread has
+///            left to the audio thread, for other sizes, allocates there.
 /// Blocks:    Analog: any cut gives the same bits. The others run on the block buffer's fixed blocks.
 /// NaN:       see NodeCascade, PartConv and AltSoloImpl: clean again from the next block on, or at once.
 class Parametric final : public ComponentImpl<Parametric> {
@@ -116,6 +118,15 @@ private:
         MatchSpectrum target;
     };
 
+    /// Where the designing thread works. Two impulses take turns in the convolver: the one that is not in
+    /// force gets the next taps, so that a design for the same sizes takes no memory.
+    struct Bench {
+        CurveFir::Work fir;
+        PartConvImpulse::Workshop workshop;
+        std::array<std::shared_ptr<PartConvImpulse>, 2> impulses;
+        std::size_t iSpare = 0;
+    };
+
     /// What a design starts from: all of one moment.
     struct Plan {
         Type type;
@@ -168,7 +179,10 @@ private:
     void Design(std::uint32_t uWork);
     Plan MakePlan();
     void RefreshCurve(Plan& plan);
-    void InstallAnalog();
+    void DesignTaps(const Plan& plan);
+    bool ConvolverFits(const Plan& plan) const;
+    std::unique_ptr<CurveConvolver> BuildConvolver(const Plan& plan);
+    void InstallAnalog(const Plan& plan);
     void InstallFir(const Plan& plan, std::uint32_t uWork);
     bool EnterLatency(std::uint32_t uLatency, std::int32_t nBlock);
 
@@ -190,13 +204,15 @@ private:
 
     // Who designs, and what for. Touched in one order by all threads.
     std::atomic<std::uint32_t> m_uWork = 0;
-    std::atomic<bool> m_bDesigning = false;
+    DesignTurn m_turn;
     std::atomic<int> m_nHolds = 0;  ///< state loads and preset changes in progress
+
+    Bench m_bench;  ///< the designing thread's
 
     // In force, under the lock. The convolver is replaced only by the thread that designs.
     bool m_bFir = false;  ///< a FIR type sounds
     NodeCascade m_cascade;
-    std::unique_ptr<CurveConvolver> m_convolver;
+    std::unique_ptr<CurveConvolver> m_convolver;  ///< at hand in the Analog type too, for automation
     std::shared_ptr<const Spectra> m_spectra = std::make_shared<Spectra>();
     std::shared_ptr<const std::vector<float>> m_curve;  ///< dB for each bin of the FFT size in force
     Util::Relaxed<std::uint32_t> m_uLatency = 0;

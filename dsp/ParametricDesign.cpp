@@ -19,34 +19,19 @@ void Parametric::Release() {
     WorkOff();
 }
 
-// The thread that raises the flag designs, and looks for new wishes after lowering it. A wish is found either
+// The thread that has the turn designs, and looks for new wishes after giving it back. A wish is found either
 // by that thread or by the one that left it, so that none is lost and nobody waits: the audio thread may come
 // here with the component's lock held, which the designing thread is waiting for.
 void Parametric::WorkOff() {
-    class Turn {
-    public:
-        explicit Turn(std::atomic<bool>& flag) : m_flag(flag), m_bMine(!flag.exchange(true)) {}
-        ~Turn() {
-            if (m_bMine) m_flag = false;
-        }
-        Turn(const Turn&) = delete;
-        Turn& operator=(const Turn&) = delete;
-        bool IsMine() const { return m_bMine; }
-
-    private:
-        std::atomic<bool>& m_flag;
-        bool m_bMine;
-    };
-
     while (HasWork()) {
-        const Turn turn(m_bDesigning);
-        if (!turn.IsMine()) return;
+        const DesignTurn::Attempt attempt(m_turn);
+        if (!attempt.Succeeded()) return;
         Design(m_uWork.exchange(0));
     }
 }
 
 void Parametric::FinishBackgroundWork() {
-    while (HasWork() || m_bDesigning) {
+    while (HasWork() || m_turn.IsTaken()) {
         WorkOff();
         std::this_thread::yield();
     }
@@ -57,7 +42,7 @@ void Parametric::Design(std::uint32_t uWork) {
     const std::size_t uBins = static_cast<std::size_t>(CurveFir::kLengths[plan.iFftSize]) / 2 + 1;
     if ((uWork & kCurve) != 0 || plan.curve->size() != uBins) RefreshCurve(plan);
     if (plan.type == Type::Analog) {
-        InstallAnalog();
+        InstallAnalog(plan);
     } else if ((uWork & kFilter) != 0) {
         InstallFir(plan, uWork);
     }
@@ -96,9 +81,15 @@ bool Parametric::EnterLatency(std::uint32_t uLatency, std::int32_t nBlock) {
     return bChanged;
 }
 
-void Parametric::InstallAnalog() {
+void Parametric::InstallAnalog(const Plan& plan) {
+    std::unique_ptr<CurveConvolver> convolver;
+    if (!ConvolverFits(plan)) {
+        DesignTaps(plan);
+        convolver = BuildConvolver(plan);
+    }
     {
         const std::lock_guard lock(m_lock);
+        if (convolver) m_convolver.swap(convolver);
         if (!m_bFir) return;
         m_bFir = false;
         EnterLatency(0, 0);
@@ -109,24 +100,50 @@ void Parametric::InstallAnalog() {
     DelayChanged();
 }
 
-void Parametric::InstallFir(const Plan& plan, std::uint32_t uWork) {
+/// Leaves the taps of the plan on the bench.
+void Parametric::DesignTaps(const Plan& plan) {
     std::array<CurveNode, kNodes> nodes;
     std::size_t uNodes = 0;
     for (const FilterNode& node : plan.nodes) {
         if (node.IsLive()) nodes[uNodes++] = CurveNode::From(node);
     }
     const bool bMatching = plan.type == Type::Matching;
-    const std::vector<float> taps = m_curveFir.Design(
-        plan.iFftSize, {nodes.data(), uNodes}, plan.uSampleRate,
-        bMatching ? std::span<const float>(*plan.curve) : std::span<const float>(), plan.fAmount);
-    const float* const channel = taps.data();
-    // Both channels sound alike, so one impulse serves them.
-    auto impulse =
-        std::make_shared<const PartConvImpulse>(&channel, static_cast<int>(taps.size()), 1, plan.nBlock);
+    m_curveFir.Design(m_bench.fir, plan.iFftSize, {nodes.data(), uNodes}, plan.uSampleRate,
+                      bMatching ? std::span<const float>(*plan.curve) : std::span<const float>(),
+                      plan.fAmount);
+}
 
-    // Only this thread replaces the convolver, so it may look at it without the lock.
-    const bool bFits = m_convolver && m_convolver->BlockSize() == plan.nBlock && m_convolver->Fits(*impulse);
-    auto convolver = bFits ? nullptr : std::make_unique<CurveConvolver>(plan.nBlock, impulse);
+/// Only the designing thread replaces the convolver, so it may look at it without the lock.
+bool Parametric::ConvolverFits(const Plan& plan) const {
+    return m_convolver && m_convolver->BlockSize() == plan.nBlock &&
+           m_convolver->Current()->Length() == CurveFir::kLengths[plan.iFftSize];
+}
+
+std::unique_ptr<CurveConvolver> Parametric::BuildConvolver(const Plan& plan) {
+    const float* const channel = m_bench.fir.taps.data();
+    // Both channels sound alike, so one impulse serves them.
+    for (auto& impulse : m_bench.impulses) {
+        impulse =
+            std::make_shared<PartConvImpulse>(&channel, CurveFir::kLengths[plan.iFftSize], 1, plan.nBlock);
+        impulse->Retap(&channel, m_bench.workshop);
+    }
+    m_bench.iSpare = 1;
+    return std::make_unique<CurveConvolver>(plan.nBlock, m_bench.impulses[0]);
+}
+
+void Parametric::InstallFir(const Plan& plan, std::uint32_t uWork) {
+    DesignTaps(plan);
+    std::unique_ptr<CurveConvolver> convolver;
+    std::shared_ptr<const PartConvImpulse> impulse;
+    const bool bFits = ConvolverFits(plan);
+    if (bFits) {
+        const float* const channel = m_bench.fir.taps.data();
+        m_bench.impulses[m_bench.iSpare]->Retap(&channel, m_bench.workshop);
+        impulse = m_bench.impulses[m_bench.iSpare];
+        m_bench.iSpare = 1 - m_bench.iSpare;
+    } else {
+        convolver = BuildConvolver(plan);
+    }
     bool bDelay = false;
     {
         const std::lock_guard lock(m_lock);
@@ -137,7 +154,8 @@ void Parametric::InstallFir(const Plan& plan, std::uint32_t uWork) {
         }
         const bool bEnters = !m_bFir;
         m_bFir = true;
-        bDelay = EnterLatency(static_cast<std::uint32_t>(taps.size()) / 2 - 1, plan.nBlock);
+        bDelay =
+            EnterLatency(static_cast<std::uint32_t>(CurveFir::kLengths[plan.iFftSize]) / 2 - 1, plan.nBlock);
         if ((uWork & kRestart) != 0) m_convolver->Reset();
         if ((uWork & kFlush) != 0 || bEnters) {
             ClearHeld();

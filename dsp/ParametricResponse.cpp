@@ -11,10 +11,10 @@ namespace DSP::Equalizer {
 namespace {
 
 // The response of taps as a display sees it: on a grid twice as fine as their design.
-void TapsResponse(const float* taps, std::size_t uTaps, std::uint32_t uSampleRate,
-                  const ResponseCurve& frequencies, ResponseCurve& decibels) {
-    const int nTaps = static_cast<int>(uTaps);
-    FirResponse(taps, nTaps, 2 * nTaps, double(uSampleRate), frequencies, decibels);
+void TapsResponse(const std::vector<float>& taps, std::uint32_t uSampleRate, const ResponseCurve& frequencies,
+                  ResponseCurve& decibels) {
+    const int nTaps = static_cast<int>(taps.size());
+    FirResponse(taps.data(), nTaps, 2 * nTaps, double(uSampleRate), frequencies, decibels);
 }
 
 // The series of the live nodes' biquads.
@@ -43,19 +43,25 @@ void Parametric::NodeResponse(std::uint32_t iNode, ResponseCurve& decibels) {
         return CascadeResponse({&node, 1}, plan.uSampleRate, m_frequencies, decibels);
     }
     const CurveNode curve = node.IsLive() ? CurveNode::From(node) : CurveNode::Neutral();
-    const std::vector<float> taps = m_curveFir.Design(plan.iFftSize, {&curve, 1}, plan.uSampleRate);
-    TapsResponse(taps.data(), taps.size(), plan.uSampleRate, m_frequencies, decibels);
+    CurveFir::Work work;
+    m_curveFir.Design(work, plan.iFftSize, {&curve, 1}, plan.uSampleRate);
+    TapsResponse(work.taps, plan.uSampleRate, m_frequencies, decibels);
 }
 
 void Parametric::TotalResponse(ResponseCurve& decibels) {
-    CurveConvolver::Impulse impulse;
+    // Copied, since the impulse gets other taps once it is no longer in force; room for them is taken before
+    // the lock, which the audio waits for.
+    std::vector<float> taps;
+    taps.reserve(static_cast<std::size_t>(CurveFir::kLengths.back()));
     {
         const std::lock_guard lock(m_lock);
-        if (m_bFir) impulse = m_convolver->Current();
+        if (m_bFir) {
+            const PartConvImpulse& impulse = *m_convolver->Current();
+            taps.assign(impulse.Taps(0), impulse.Taps(0) + impulse.Length());
+        }
     }
-    if (impulse) {
-        TapsResponse(impulse->Taps(0), static_cast<std::size_t>(impulse->Length()), m_uSampleRate,
-                     m_frequencies, decibels);
+    if (!taps.empty()) {
+        TapsResponse(taps, m_uSampleRate, m_frequencies, decibels);
     } else {
         const Plan plan = MakePlan();
         CascadeResponse(plan.nodes, plan.uSampleRate, m_frequencies, decibels);
@@ -68,9 +74,9 @@ void Parametric::MatchingResponse(ResponseCurve& decibels) {
     std::uint32_t iLength = 0;
     while (static_cast<std::size_t>(CurveFir::kLengths[iLength]) != uTaps)
         ++iLength;
-    const std::vector<float> taps =
-        m_curveFir.Design(iLength, {}, plan.uSampleRate, *plan.curve, plan.fAmount);
-    TapsResponse(taps.data(), taps.size(), plan.uSampleRate, m_frequencies, decibels);
+    CurveFir::Work work;
+    m_curveFir.Design(work, iLength, {}, plan.uSampleRate, *plan.curve, plan.fAmount);
+    TapsResponse(work.taps, plan.uSampleRate, m_frequencies, decibels);
 }
 
 }  // namespace DSP::Equalizer

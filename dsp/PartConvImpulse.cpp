@@ -4,7 +4,6 @@
 #include <bit>
 
 #include "dsp/vector/Repair.h"
-#include "dsp/vector/RightAngleFft.h"
 
 namespace DSP {
 
@@ -17,14 +16,34 @@ PartConvImpulse::PartConvImpulse(const float* const* channels, int nLength, int 
         m_channels[c].taps.assign(static_cast<std::size_t>(m_nLength), 0.0f);
         if (!bEmpty) VectorRepair(channels[c], m_channels[c].taps.data(), m_nLength);
     }
-    Transform();
+    Workshop workshop;
+    Transform(workshop);
 }
 
 PartConvImpulse::PartConvImpulse(const PartConvImpulse& other, int nBlock)
     : m_nLength(other.m_nLength), m_layout(PartConvLayout::For(nBlock, other.m_nLength)) {
     for (const Channel& channel : other.m_channels)
         m_channels.push_back({channel.taps, {}, {}});
-    Transform();
+    Workshop workshop;
+    Transform(workshop);
+}
+
+void PartConvImpulse::Retap(const float* const* channels, Workshop& workshop) {
+    for (std::size_t c = 0; c < m_channels.size(); ++c)
+        VectorRepair(channels[c], m_channels[c].taps.data(), m_nLength);
+    Transform(workshop);
+}
+
+const RightAngleFft& PartConvImpulse::Workshop::Fft(int nBlock) {
+    const auto uBlock = static_cast<std::size_t>(nBlock);
+    auto fft = std::find_if(m_ffts.begin(), m_ffts.end(),
+                            [=](const RightAngleFft& one) { return one.Length() == uBlock; });
+    if (fft == m_ffts.end()) {
+        fft = m_ffts.emplace(fft, static_cast<int>(std::bit_width(static_cast<unsigned>(nBlock))) - 1);
+    }
+    m_work.resize(std::max(m_work.size(), fft->WorkLength()));
+    m_partition.resize(std::max(m_partition.size(), uBlock));
+    return *fft;
 }
 
 const PartConvImpulse::Channel& PartConvImpulse::At(int iChannel) const noexcept {
@@ -41,29 +60,30 @@ const float* PartConvImpulse::Head(int iChannel) const noexcept {
     return At(iChannel).head.data() + m_layout.Grid();
 }
 
-void PartConvImpulse::Transform() {
+void PartConvImpulse::Transform(Workshop& workshop) {
     const auto uGrid = static_cast<std::size_t>(m_layout.Grid());
     const auto uTaps = static_cast<std::size_t>(m_nLength);
     for (Channel& channel : m_channels) {
         channel.head.assign(2 * uGrid, 0.0f);
         std::copy_n(channel.taps.begin(), std::min(uTaps, uGrid), channel.head.begin() + m_layout.Grid());
     }
-    for (const PartConvLevel& level : m_layout.levels) {
+    for (std::size_t i = 0; i < m_layout.levels.size(); ++i) {
+        const PartConvLevel& level = m_layout.levels[i];
+        const RightAngleFft& fft = workshop.Fft(level.nBlock);
+        float* const partition = workshop.m_partition.data();
         const auto uBlock = static_cast<std::size_t>(level.nBlock);
-        const RightAngleFft fft(static_cast<int>(std::bit_width(static_cast<unsigned>(level.nBlock))) - 1);
         const std::size_t uStride = SpectrumStride(level.nBlock);
-        AlignedVector<float> work(fft.WorkLength());
-        AlignedVector<float> partition(uBlock);
         for (Channel& channel : m_channels) {
-            AlignedVector<float>& spectra =
-                channel.spectra.emplace_back(uStride * static_cast<std::size_t>(level.nPartitions));
+            channel.spectra.resize(m_layout.levels.size());
+            AlignedVector<float>& spectra = channel.spectra[i];
+            spectra.resize(uStride * static_cast<std::size_t>(level.nPartitions));
             auto uFrom = static_cast<std::size_t>(level.nOffset);
             for (std::size_t uAt = 0; uAt < spectra.size(); uAt += uStride, uFrom += uBlock) {
                 // The last partition ends with zeros.
                 const std::size_t uCount = std::min(uBlock, uTaps - uFrom);
-                std::copy_n(channel.taps.data() + uFrom, uCount, partition.data());
-                std::fill(partition.data() + uCount, partition.data() + uBlock, 0.0f);
-                fft.Forward(partition.data(), spectra.data() + uAt, work.data());
+                std::copy_n(channel.taps.data() + uFrom, uCount, partition);
+                std::fill(partition + uCount, partition + uBlock, 0.0f);
+                fft.Forward(partition, spectra.data() + uAt, workshop.m_work.data());
             }
         }
     }

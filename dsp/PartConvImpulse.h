@@ -5,22 +5,32 @@
 
 #include "dsp/PartConvLayout.h"
 #include "dsp/vector/AlignedVector.h"
+#include "dsp/vector/RightAngleFft.h"
 
 namespace DSP {
 
-/// An impulse made ready for PartConv: a copy of its taps, its layout and its spectra. Nothing changes
-/// after construction, so that it can be built on any thread and shared by any number of convolvers.
+/// An impulse made ready for PartConv: a copy of its taps, its layout and its spectra. Nothing but Retap
+/// changes it after construction, so that it can be built on any thread and shared by any number of
+/// convolvers.
 ///
 /// Channels:  1 or more; a convolver's channel c uses impulse channel min(c, Channels() - 1).
 /// Length:    in taps, 1 or more. A length or a channel count below 1 gives a single tap of 0: silence.
 /// Damage:    a tap that VectorRepair would not pass reads as 0.
-/// Cost:      allocates, and transforms the whole impulse. Set-up, never the audio thread.
+/// Cost:      allocates, and transforms the whole impulse. Set-up, never the audio thread; Retap for filters
+///            that automation moves.
 class PartConvImpulse {
 public:
+    /// What a transform needs besides the impulse, kept from one impulse to the next.
+    class Workshop;
+
     /// Copies nLength taps a channel. nBlock is the block length that the convolver is configured for.
     PartConvImpulse(const float* const* channels, int nLength, int nChannels, int nBlock);
     /// The same taps for another block length.
     PartConvImpulse(const PartConvImpulse& other, int nBlock);
+
+    /// Takes other taps in the place of the present ones, for as many channels, Length() taps each. Allocates
+    /// nothing once the workshop has seen an impulse of this layout. Nobody may be reading this one.
+    void Retap(const float* const* channels, Workshop& workshop);
 
     int Channels() const noexcept { return static_cast<int>(m_channels.size()); }
     int Length() const noexcept { return m_nLength; }
@@ -47,12 +57,23 @@ private:
     };
 
     const Channel& At(int iChannel) const noexcept;
-    void Transform();
+    void Transform(Workshop& workshop);
 
-    // Set-up: written by construction only.
+    // Set-up: written by construction, taps and spectra by Retap too.
     int m_nLength = 1;
     PartConvLayout m_layout;
     std::vector<Channel> m_channels;
+};
+
+class PartConvImpulse::Workshop {
+    friend class PartConvImpulse;
+
+    /// The transform of a level's block.
+    const RightAngleFft& Fft(int nBlock);
+
+    std::vector<RightAngleFft> m_ffts;
+    AlignedVector<float> m_work;
+    AlignedVector<float> m_partition;
 };
 
 }  // namespace DSP

@@ -20,7 +20,9 @@ constexpr std::uint32_t kRate = 48000;
 std::vector<float> Draw(const std::vector<CurveNode>& nodes, int nLength = kLength,
                         std::uint32_t uRate = kRate) {
     std::vector<float> magnitudes(static_cast<std::size_t>(nLength) / 2 + 1, -1.0f);
-    DSP::Equalizer::DrawCurve(nodes, nLength, uRate, magnitudes.data());
+    DSP::Equalizer::CurveAxis axis;
+    axis.Set(nLength, uRate);
+    DSP::Equalizer::DrawCurve(nodes, axis, magnitudes.data());
     return magnitudes;
 }
 
