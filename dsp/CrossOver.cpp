@@ -177,12 +177,12 @@ void CrossOver::SetCutoffs(const std::vector<float>& cutoffs) {
 struct CrossOver::Request {
     std::uint64_t uNumber = 0;
     bool bDigital = false;
-    bool bOrdered = false;  ///< otherwise the filters in force stay
+    bool bOrdered = false;  ///< the cutoffs; otherwise the filters in force stay
     bool bRestart = false;
     int nBlock = 0;
     int nChannels = 2;
     DigitalFilters::Design design;
-    std::shared_ptr<const DigitalFilters> inForce;
+    std::shared_ptr<const DigitalFilters> inForce;  ///< let go of under the lock: see MakeFilters
 };
 
 CrossOver::Request CrossOver::TakeRequest(bool bRestart) {
@@ -192,7 +192,8 @@ CrossOver::Request CrossOver::TakeRequest(bool bRestart) {
     if (bRestart) m_uRestartRequested = request.uNumber;
     request.bRestart = m_uRestartRequested > m_uInstalled;
     request.bDigital = m_nType == kDigital;
-    request.bOrdered = CoefficientSet::Ascend(m_nBands, AllCutoffs());
+    // With one band there are no cutoffs to be out of order.
+    request.bOrdered = m_nBands < 2 || CoefficientSet::Ascend(m_nBands, AllCutoffs());
     request.nBlock = kBufferSizes[static_cast<std::size_t>(m_nBufferSize.Get())];
     if (m_digital->InputChannels() > 0) request.nChannels = m_digital->InputChannels();
     request.inForce = m_digital->Filters();
@@ -234,23 +235,52 @@ void CrossOver::RestartAnalog() {
 }
 
 void CrossOver::RedesignDigital(bool bRestart) {
-    const Request request = TakeRequest(bRestart);
-    if (!request.bDigital) return;
-    // With one band there are no cutoffs to be out of order.
-    const bool bDesign = request.bOrdered || request.design.nBands < 2;
-    if (!bDesign && !request.bRestart) return;
-
-    std::shared_ptr<const DigitalFilters> filters =
-        bDesign ? std::make_shared<const DigitalFilters>(request.design, request.nBlock)
-                : std::make_shared<const DigitalFilters>(*request.inForce, request.nBlock);
+    const DesignTurn::Attempt attempt(m_turn);
+    Bench* const bench = attempt.Succeeded() ? &m_bench : nullptr;
+    Request request = TakeRequest(bRestart);
+    std::shared_ptr<const DigitalFilters> filters;
     std::unique_ptr<Crossover> restarted;
-    if (request.bRestart) {
-        restarted = std::make_unique<Crossover>();
-        restarted->Configure(request.nChannels, 0, request.nBlock);
-        restarted->Install(filters);
+    if (request.bDigital && (request.bOrdered || request.bRestart)) {
+        filters = MakeFilters(request, bench);
+        if (request.bRestart) restarted = MakeCrossover(request, bench);
+        if (restarted) restarted->Install(filters);
     }
-    const std::lock_guard lock(m_lock);
-    if (request.uNumber > m_uInstalled) Install(request, filters, restarted);
+    {
+        const std::lock_guard lock(m_lock);
+        request.inForce.reset();
+        if (filters && request.uNumber > m_uInstalled) Install(request, filters, restarted);
+    }
+    if (bench && restarted) {
+        // Without its filters, which the next design may be made in.
+        restarted->Install(m_noFilters);
+        bench->crossover = std::move(restarted);
+    }
+}
+
+/// Filters for a request: designed on the bench in the place of those that nobody uses any more, if the bench
+/// is given and has some, and otherwise new ones.
+///
+/// Filters on the bench that only the bench knows are out of force, and no thread can get hold of them: those
+/// in force are only handed out under the lock, and let go of under it.
+std::shared_ptr<const DigitalFilters> CrossOver::MakeFilters(const Request& request, Bench* bench) const {
+    if (!request.bOrdered) return std::make_shared<const DigitalFilters>(*request.inForce, request.nBlock);
+    if (!bench) return std::make_shared<const DigitalFilters>(request.design, request.nBlock);
+    auto spare = std::find_if(bench->filters.begin(), bench->filters.end(),
+                              [](const auto& filters) { return !filters || filters.use_count() == 1; });
+    if (spare == bench->filters.end()) spare = bench->filters.begin();
+    if (!*spare || spare->use_count() != 1)
+        *spare = std::make_shared<DigitalFilters>(request.design, request.nBlock);
+    (*spare)->Redesign(request.design, request.nBlock, bench->work);
+    return *spare;
+}
+
+/// A crossover in its first state, for the request's channels and block.
+std::unique_ptr<Crossover> CrossOver::MakeCrossover(const Request& request, Bench* bench) const {
+    std::unique_ptr<Crossover> crossover;
+    if (bench) crossover = std::move(bench->crossover);
+    if (!crossover) crossover = std::make_unique<Crossover>();
+    crossover->Configure(request.nChannels, 0, request.nBlock);
+    return crossover;
 }
 
 /// Puts filters, or a whole crossover in its first state, into force, and leaves the old ones in the

@@ -9,6 +9,7 @@
 #include "PluginBase/ComponentImpl.h"
 #include "dsp/AnalogCrossover.h"
 #include "dsp/BufferSizes.h"
+#include "dsp/DesignTurn.h"
 #include "dsp/DigitalCrossover.h"
 #include "dsp/DisplayResponse.h"
 
@@ -30,9 +31,11 @@ namespace DSP {
 ///            and installs the result under the lock unless that of a later request is there already. So
 ///            setters may meet on any two threads, and none waits for another's design.
 /// Restarts:  type, number of bands and buffer size drop the audio history.
-/// Real time: blocks and analogue setters allocate nothing. The exceptions, all with type Digital: a
-///            parameter automated on the audio thread allocates its filters there; so does the first block
-///            after a change between mono and stereo, its convolvers.
+/// Real time: blocks and analogue setters allocate nothing, nor does automation once it has been where it
+///            goes: filters and crossovers that are not in force wait on a bench for the next design. The
+///            exceptions, all with type Digital: a first type, number of bands or buffer size; a setter on
+///            the audio thread that meets another thread at the bench; and the first block after a change
+///            between mono and stereo.
 /// NaN:       Analog loses the block in which a NaN or an infinity stands, Digital that sample; see
 ///            AnalogCrossover and Crossover.
 class CrossOver final : public ComponentImpl<CrossOver>, public BandSplitter {
@@ -79,6 +82,13 @@ private:
     /// What the digital filters are designed from, taken under the lock.
     struct Request;
 
+    /// What is not in force, for the next design to use. It belongs to the thread that has the turn.
+    struct Bench {
+        DigitalFilters::Work work;
+        std::array<std::shared_ptr<DigitalFilters>, 2> filters;  ///< one may be in force
+        std::unique_ptr<Crossover> crossover;
+    };
+
     float Q() const { return m_fQ; }
     void SetQ(float fQ);
     float Cutoff(std::uint32_t i) const { return m_cutoffs[i]; }
@@ -98,6 +108,8 @@ private:
     void RestartAnalog();
     void RedesignDigital(bool bRestart);
     Request TakeRequest(bool bRestart);
+    std::shared_ptr<const DigitalFilters> MakeFilters(const Request& request, Bench* bench) const;
+    std::unique_ptr<Crossover> MakeCrossover(const Request& request, Bench* bench) const;
     void Install(const Request& request, std::shared_ptr<const DigitalFilters>& filters,
                  std::unique_ptr<Crossover>& restarted);
     void ResetFilters();
@@ -117,6 +129,11 @@ private:
     Util::Relaxed<std::int32_t> m_nBands = std::int32_t{kBands};
     Util::Relaxed<std::int32_t> m_nType = std::int32_t{kAnalog};
     Util::Relaxed<std::int32_t> m_nBufferSize = kDefaultBufferSize;
+
+    DesignTurn m_turn;
+    Bench m_bench;
+    const std::shared_ptr<const DigitalFilters> m_noFilters =
+        std::make_shared<const DigitalFilters>(DigitalFilters::Design{}, 1);
 
     // What plays, under the lock. Digital requests are numbered; one that is older than what is installed is
     // dropped.

@@ -40,6 +40,9 @@ void CrossOver::ComputeBandResponse(std::uint32_t iBand, ResponseCurve& decibels
             decibels[i] = static_cast<float>(LinearToDb(AnalogMagnitude(band, fOmega)));
         }
     }
+    // A design may be made in their place as soon as nobody knows them: see MakeFilters.
+    const std::lock_guard lock(m_lock);
+    filters.reset();
 }
 
 }  // namespace DSP

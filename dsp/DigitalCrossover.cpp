@@ -23,12 +23,10 @@ void Crossover::SetUp() {
     m_nOutputs = m_nInputs * Bands();
     m_outputs.resize(static_cast<std::size_t>(m_nInputs));
     m_table.resize(static_cast<std::size_t>(m_nInputs));
-    m_convolvers.resize(static_cast<std::size_t>(Bands() - 1));
-    for (std::size_t iBand = 0; iBand < m_convolvers.size(); ++iBand) {
-        auto& convolver = m_convolvers[iBand];
-        if (!convolver) convolver = std::make_unique<PartConv>();
-        convolver->Configure(m_nInputs, m_nInputs, m_nBlock);
-        convolver->Swap(m_filters->Impulse(iBand));
+    std::size_t iBand = 0;
+    for (PartConv& convolver : Convolvers()) {
+        convolver.Configure(m_nInputs, m_nInputs, m_nBlock);
+        convolver.Swap(m_filters->Impulse(iBand++));
     }
     if (Bands() > 1) m_delay.SetUp(m_nInputs, m_nInputs, m_nMaxFrames, Latency());
     Reset();
@@ -39,8 +37,9 @@ std::shared_ptr<const DigitalFilters> Crossover::Install(std::shared_ptr<const D
     std::swap(m_filters, filters);
     if (bSameBands) {
         // The convolvers give up their own hold of the old impulses here, not on a later call.
-        for (std::size_t iBand = 0; iBand < m_convolvers.size(); ++iBand)
-            m_convolvers[iBand]->Swap(m_filters->Impulse(iBand));
+        std::size_t iBand = 0;
+        for (PartConv& convolver : Convolvers())
+            convolver.Swap(m_filters->Impulse(iBand++));
     } else {
         SetUp();
     }
@@ -65,16 +64,18 @@ void Crossover::ProcessBands(float* const* inputs, int nFrames, const BandPointe
             VectorCopy(inputs[iChannel], bands[iChannel][0], nFrames);
         return;
     }
-    for (std::size_t iBand = 0; iBand < m_convolvers.size(); ++iBand) {
+    std::size_t iBand = 0;
+    for (PartConv& convolver : Convolvers()) {
         for (std::size_t iChannel = 0; iChannel < m_outputs.size(); ++iChannel)
             m_outputs[iChannel] = bands[iChannel][iBand];
-        m_convolvers[iBand]->Process(inputs, nFrames, m_outputs.data());
+        ++iBand;
+        convolver.Process(inputs, nFrames, m_outputs.data());
     }
     TopBand(inputs, nFrames, bands);
 }
 
 void Crossover::TopBand(float* const* inputs, int nFrames, const BandPointers* bands) {
-    const std::size_t iTop = m_convolvers.size();
+    const std::size_t iTop = Convolvers().size();
     m_delay.Append(inputs, nFrames);
     for (std::size_t iChannel = 0; iChannel < m_outputs.size(); ++iChannel) {
         float* const top = bands[iChannel][iTop];
@@ -89,15 +90,15 @@ void Crossover::TopBand(float* const* inputs, int nFrames, const BandPointers* b
 }
 
 void Crossover::Reset() {
-    for (const auto& convolver : m_convolvers)
-        convolver->Reset();
+    for (PartConv& convolver : Convolvers())
+        convolver.Reset();
     m_delay.Reset();
 }
 
 void Crossover::Grow(int nMaxFrames) {
     m_nMaxFrames = std::max(nMaxFrames, m_nMaxFrames);
-    for (const auto& convolver : m_convolvers)
-        convolver->Grow(m_nMaxFrames);
+    for (PartConv& convolver : Convolvers())
+        convolver.Grow(m_nMaxFrames);
     m_delay.Grow(m_nMaxFrames);
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "dsp/AudioProcessor.h"
@@ -21,7 +22,8 @@ namespace DSP {
 /// Delay:     Latency(), the same for all bands; none with one band, which is the input.
 /// Blocks:    any length; meant for, and fastest with, blocks of Block(). Growing keeps the history.
 /// Threads:   as AudioProcessor. Filters are built on any thread and installed here.
-/// Real time: Process allocates only to grow; Install only when the number of bands or the block changes.
+/// Real time: Process allocates only to grow; Configure and Install only for channels, a block or bands that
+///            differ from all before.
 /// NaN:       a NaN or an infinity reads as silence in the filters and leaves the top band with the
 ///            delay line.
 class Crossover final : public AudioProcessor {
@@ -65,6 +67,9 @@ public:
     void Grow(int nMaxFrames) override;
 
 private:
+    std::span<PartConv> Convolvers() noexcept {
+        return {m_convolvers.data(), static_cast<std::size_t>(Bands() - 1)};
+    }
     void SetUp();
     void TopBand(float* const* inputs, int nFrames, const BandPointers* bands);
 
@@ -72,7 +77,7 @@ private:
     // history, which Reset clears.
     std::shared_ptr<const DigitalFilters> m_filters;
     int m_nBlock = 1;
-    std::vector<std::unique_ptr<PartConv>> m_convolvers;  ///< one a band below the top
+    std::array<PartConv, kMaxBands - 1> m_convolvers;  ///< one a band below the top
     DataTail m_delay;
 
     // Scratch: means nothing between two calls.

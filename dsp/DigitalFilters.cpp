@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <numbers>
 
-#include "dsp/LinearPhaseFir.h"
 #include "dsp/vector/Elementary.h"
 
 namespace DSP {
 
 namespace {
 
-constexpr double kBeta = 9.0;         // of the Kaiser window
 constexpr double kLogOfZero = -10.0;  // stands for the logarithm of frequency 0; the first bin lies above 0
 
 /// Where a band's skirts begin and end, in logarithms of Hz.
@@ -82,8 +80,13 @@ double TargetMagnitude(const Skirts& skirts, double fLog) {
 
 }  // namespace
 
-DigitalFilters::DigitalFilters(const Design& design, int nBlock)
-    : m_nBands(std::clamp(design.nBands, 1, static_cast<int>(kMaxBands))) {
+DigitalFilters::DigitalFilters(const Design& design, int nBlock) {
+    Work work;
+    Redesign(design, nBlock, work);
+}
+
+void DigitalFilters::Redesign(const Design& design, int nBlock, Work& work) {
+    m_nBands = std::clamp(design.nBands, 1, static_cast<int>(kMaxBands));
     if (m_nBands < 2) return;
     constexpr std::size_t kBins = kLength / 2 + 1;
     std::array<double, kBins> logs;
@@ -95,29 +98,36 @@ DigitalFilters::DigitalFilters(const Design& design, int nBlock)
     Design limited = design;
     limited.nBands = m_nBands;
     const BandLayout layout(limited);
-    const LinearPhaseFir fir(kLength, kBeta);
-    std::vector<float> magnitudes(kBins);
-    std::vector<float> work(fir.WorkLength());
+    work.magnitudes.resize(kBins);
+    work.transform.resize(work.fir.WorkLength());
     for (int iBand = 0; iBand < m_nBands; ++iBand) {
         const Skirts skirts = layout.Of(iBand);
-        std::transform(logs.begin(), logs.end(), magnitudes.begin(),
+        std::transform(logs.begin(), logs.end(), work.magnitudes.begin(),
                        [&skirts](double fLog) { return static_cast<float>(TargetMagnitude(skirts, fLog)); });
         std::vector<float>& taps = m_taps[static_cast<std::size_t>(iBand)];
         taps.resize(kLength);
-        fir.Design(magnitudes.data(), taps.data(), work.data());
+        work.fir.Design(work.magnitudes.data(), taps.data(), work.transform.data());
     }
-    BuildImpulses(nBlock);
+    BuildImpulses(nBlock, work.workshop);
 }
 
 DigitalFilters::DigitalFilters(const DigitalFilters& other, int nBlock)
     : m_nBands(other.m_nBands), m_taps(other.m_taps) {
-    BuildImpulses(nBlock);
+    PartConvImpulse::Workshop workshop;
+    BuildImpulses(nBlock, workshop);
 }
 
-void DigitalFilters::BuildImpulses(int nBlock) {
+void DigitalFilters::BuildImpulses(int nBlock, PartConvImpulse::Workshop& workshop) {
+    if (nBlock != m_nBlock) m_impulses = {};
+    m_nBlock = nBlock;
     for (std::size_t iBand = 0; iBand + 1 < static_cast<std::size_t>(m_nBands); ++iBand) {
         const float* const taps = m_taps[iBand].data();
-        m_impulses[iBand] = std::make_shared<const PartConvImpulse>(&taps, kLength, 1, nBlock);
+        std::shared_ptr<PartConvImpulse>& impulse = m_impulses[iBand];
+        if (impulse) {
+            impulse->Retap(&taps, workshop);
+        } else {
+            impulse = std::make_shared<PartConvImpulse>(&taps, kLength, 1, nBlock);
+        }
     }
 }
 

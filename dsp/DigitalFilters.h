@@ -5,18 +5,21 @@
 #include <memory>
 #include <vector>
 
+#include "dsp/LinearPhaseFir.h"
 #include "dsp/PartConvImpulse.h"
 
 namespace DSP {
 
-/// The filters of the digital crossover, designed and made ready for its convolvers. Nothing changes after
-/// construction, so that they can be built on any thread and shared.
+/// The filters of the digital crossover, designed and made ready for its convolvers. Nothing but Redesign
+/// changes them after construction, so that they can be built on any thread and shared.
 ///
 /// Bands:     each band's magnitude is 1 between two skirts that have the shape of a raised cosine over the
 ///            logarithm of frequency, centred on the cutoffs. A skirt's half width is a share 1 - q of the
 ///            way to the nearer of the logarithmic middles of the two bands beside it.
 /// Arithmetic: double; magnitudes and taps are float.
-/// Cost:      allocates; some hundred microseconds. Set-up, never the audio thread if it can be helped.
+/// Cost:      allocates; some hundred microseconds. Set-up, never the audio thread if it can be helped;
+/// Redesign
+///            for filters that automation moves.
 class DigitalFilters {
 public:
     static constexpr std::size_t kMaxBands = 4;
@@ -30,11 +33,23 @@ public:
         bool operator==(const Design&) const = default;
     };
 
+    /// What a design needs room for, kept from one to the next.
+    struct Work {
+        LinearPhaseFir fir{kLength, kKaiserBeta};
+        std::vector<float> magnitudes;
+        std::vector<float> transform;
+        PartConvImpulse::Workshop workshop;
+    };
+
     /// nBlock is the block length of the convolvers.
     DigitalFilters(const Design& design, int nBlock);
 
     /// The same filters for convolvers of another block length.
     DigitalFilters(const DigitalFilters& other, int nBlock);
+
+    /// Becomes another design in its own memory: allocates only for a block length or bands that it has not
+    /// had, or work that is new. Nobody may be reading the filters, and no convolver be running with them.
+    void Redesign(const Design& design, int nBlock, Work& work);
 
     int Bands() const noexcept { return m_nBands; }
 
@@ -45,16 +60,19 @@ public:
     const std::vector<float>& Taps(std::size_t iBand) const noexcept { return m_taps[iBand]; }
 
     /// The impulse of a band below the top.
-    const std::shared_ptr<const PartConvImpulse>& Impulse(std::size_t iBand) const noexcept {
+    std::shared_ptr<const PartConvImpulse> Impulse(std::size_t iBand) const noexcept {
         return m_impulses[iBand];
     }
 
 private:
-    void BuildImpulses(int nBlock);
+    static constexpr double kKaiserBeta = 9.0;
 
-    int m_nBands;
+    void BuildImpulses(int nBlock, PartConvImpulse::Workshop& workshop);
+
+    int m_nBands = 1;
+    int m_nBlock = 0;  ///< that the impulses are made for
     std::array<std::vector<float>, kMaxBands> m_taps;
-    std::array<std::shared_ptr<const PartConvImpulse>, kMaxBands> m_impulses;
+    std::array<std::shared_ptr<PartConvImpulse>, kMaxBands> m_impulses;
 };
 
 }  // namespace DSP

@@ -86,6 +86,41 @@ TEST_CASE("Once warm no mode of any module takes memory or gives it back on the 
     }
 }
 
+TEST_CASE("Automation takes no memory on the audio thread, whatever it moves in whichever mode") {
+    for (const ChainMode& mode : Test::AllChainModes()) {
+        const bool bKindOnly = mode.strName.find(',') == std::string::npos;
+        if (!bKindOnly) continue;
+        QuietPlugin plugin;
+        mode.ApplyTo(plugin);
+        plugin.GetTransform().SetChannels(2, 2);
+        plugin.BeginStreaming(44100);
+        Blocks blocks(plugin);
+        for (const auto& parameter : AllParameters({&plugin.Find(mode.strComponent)})) {
+            if (!parameter.Info().bAutomatable) continue;
+            CAPTURE(mode.strName);
+            CAPTURE(parameter.Name());
+            const double fBefore = parameter.Get();
+            const EnvelopeSegment segment{0,
+                                          5'000'000,
+                                          static_cast<float>(parameter.Min()),
+                                          static_cast<float>(parameter.Max()),
+                                          0,
+                                          EnvelopeCurve::Linear};
+            EnvelopeHandler& envelopes = parameter.Owner().Envelopes();
+            envelopes.AddSegments(parameter.Group(), parameter.Index(), {&segment, 1});
+            // Where two sets of filters take turns, each has to have been where the automation goes.
+            for (int i = 0; i < 2; ++i)
+                blocks.RunSecond();
+            const std::size_t uBefore = RealTimeWatch::Allocations();
+            blocks.RunSecond();
+            CHECK(RealTimeWatch::Allocations() == uBefore);
+            envelopes.RemoveSegments(parameter.Group(), parameter.Index(), INT64_MIN, INT64_MAX);
+            parameter.Set(fBefore);
+            plugin.FinishBackgroundWork();
+        }
+    }
+}
+
 TEST_CASE("No setter takes memory or gives it back while it holds a lock that a block waits for") {
     for (const ChainMode& mode : Test::AllChainModes()) {
         QuietPlugin plugin;
