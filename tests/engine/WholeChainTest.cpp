@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "tests/support/ChainModes.h"
+#include "tests/support/Sanitized.h"
 
 using Test::ChainMode;
 using Test::TestPlugin;
@@ -12,19 +13,7 @@ namespace {
 
 using Audio = TestPlugin::Audio;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VESCA_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VESCA_SANITIZED 1
-#endif
-#endif
-// A sanitizer takes ten times as long; it draws one mode in so many.
-#ifdef VESCA_SANITIZED
-constexpr std::size_t kEvery = 9;
-#else
-constexpr std::size_t kEvery = 1;
-#endif
+constexpr std::size_t kEvery = Test::kSanitized ? 9 : 1;  ///< one mode in so many is drawn
 
 /// Noise, then silence, in which everything decays.
 Audio LoudThenSilent(std::uint64_t uSeed, std::size_t uLoud, std::size_t uSilent, bool bStereo = true) {
