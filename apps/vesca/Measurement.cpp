@@ -28,8 +28,7 @@ void Require(int nResult) {
 
 struct Measurement::Loudness {
     Loudness(std::uint32_t uChannels, std::uint32_t uSampleRate)
-        : state(ebur128_init(uChannels, uSampleRate,
-                             EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK)) {
+        : state(ebur128_init(uChannels, uSampleRate, EBUR128_MODE_I | EBUR128_MODE_LRA)) {
         if (!state)
             throw ::Exception::Base(Util::Format("the loudness can't be measured at %1 Hz", uSampleRate));
     }
@@ -50,15 +49,17 @@ void Measurement::Add(std::uint32_t uFrames, const float* left, const float* rig
     m_interleaved.resize(uFrames * uChannels);
     for (std::size_t iChannel = 0; iChannel < uChannels; ++iChannel) {
         const float* const plane = iChannel == 0 ? left : right;
-        Channel channel = m_channels[iChannel];
+        Channel& channel = m_channels[iChannel];
+        channel.samples.resize(uFrames);
         for (std::size_t i = 0; i < uFrames; ++i) {
             const float fSample = std::isfinite(plane[i]) ? plane[i] : 0.0f;
+            channel.samples[i] = fSample;
             m_interleaved[i * uChannels + iChannel] = fSample;
             channel.fSum += double{fSample};
             channel.fSquares += double{fSample} * double{fSample};
             channel.fPeak = std::max(channel.fPeak, std::abs(fSample));
         }
-        m_channels[iChannel] = channel;
+        channel.truePeak.Add(channel.samples.data(), uFrames);
     }
     m_uFrames += uFrames;
     Require(ebur128_add_frames_float(m_loudness->state, m_interleaved.data(), uFrames));
@@ -70,12 +71,9 @@ Levels Measurement::Finish() const {
     double fTruePeak = 0.0;
     double fSquares = 0.0;
     const double fFrames = static_cast<double>(std::max<std::uint64_t>(m_uFrames, 1));
-    for (std::uint32_t iChannel = 0; iChannel < m_channels.size(); ++iChannel) {
-        const Channel& channel = m_channels[iChannel];
-        double fBetween = 0.0;
-        Require(ebur128_true_peak(m_loudness->state, iChannel, &fBetween));
+    for (const Channel& channel : m_channels) {
         fPeak = std::max(fPeak, double{channel.fPeak});
-        fTruePeak = std::max(fTruePeak, fBetween);
+        fTruePeak = std::max(fTruePeak, double{channel.truePeak.Peak()});
         fSquares += channel.fSquares;
         levels.dcOffset.push_back(channel.fSum / fFrames);
     }

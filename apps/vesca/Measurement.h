@@ -6,6 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "apps/vesca/TruePeak.h"
+
 namespace App {
 
 /// What a stretch of audio measures. A level of silence is nothing: below 1e-20 there is no level.
@@ -19,7 +21,7 @@ struct Levels {
 };
 
 /// Measures a stream, fed in blocks of any length. Loudness follows ITU-R BS.1770, its range EBU Tech 3342.
-/// The oversampling behind the true peak is four times below 96 kHz, twice below 192 kHz, and none above.
+/// For the true peak see TruePeak.
 /// Samples that are no number, or infinite, count as 0.
 class Measurement {
 public:
@@ -37,6 +39,8 @@ private:
         double fSum = 0.0;
         double fSquares = 0.0;
         float fPeak = 0.0f;
+        TruePeak truePeak;
+        std::vector<float> samples;  ///< scratch: those of the block, each of them a number
     };
 
     std::unique_ptr<Loudness> m_loudness;

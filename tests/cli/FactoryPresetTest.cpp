@@ -72,7 +72,7 @@ TEST_CASE("Each preset that comes with Vesca keeps what its comment promises of 
         const auto hot = render("hot.wav", strPath)["output"];
         const double fCeiling = std::stod(match[3]);
         CHECK(hot[match[4].matched ? "true_peak_db" : "peak_db"] < fCeiling);
-        // The ceiling is used, not only kept.
-        CHECK(hot["peak_db"] > fCeiling - 1);
+        // The ceiling is used, not only kept; between the samples hard-limited music rises by a decibel.
+        CHECK(hot["peak_db"] > fCeiling - 1.25);
     }
 }
