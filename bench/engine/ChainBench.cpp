@@ -13,21 +13,11 @@
 #include "apps/vesca/CommandLine.h"
 #include "apps/vesca/OfflinePlugin.h"
 #include "apps/vesca/ParameterSetting.h"
-#include "hvBase/Util/Text.h"
+#include "bench/engine/FullChain.h"
 
 namespace {
 
 constexpr std::uint32_t kRate = 44100;
-
-/// Noise between -0.5 and 0.5, the same in every run.
-std::vector<float> Noise(std::uint32_t uSeed, std::size_t uLength) {
-    std::vector<float> samples(uLength);
-    for (float& fSample : samples) {
-        uSeed = uSeed * 1664525u + 1013904223u;
-        fSample = static_cast<float>(uSeed >> 8) / 16777216.0f - 0.5f;
-    }
-    return samples;
-}
 
 void CountFrames(benchmark::State& state, std::int64_t nFrames) {
     // Read "12.3n" as 12.3 ns.
@@ -51,8 +41,8 @@ void RunChain(benchmark::State& state, const std::vector<std::string>& settings)
     plugin.GetTransform().SetChannels(2, 2);
     plugin.FinishBackgroundWork();
     plugin.BeginStreaming(kRate);
-    const auto left = Noise(1, kNoise);
-    const auto right = Noise(2, kNoise);
+    const auto left = Bench::Noise(1, kNoise);
+    const auto right = Bench::Noise(2, kNoise);
     std::vector<float> inLeft(uBlock), inRight(uBlock), outLeft(uBlock), outRight(uBlock);
     std::size_t uFrom = 0;
     for (auto _ : state) {
@@ -72,41 +62,8 @@ void EmptyChain(benchmark::State& state) {
 }
 BENCHMARK(EmptyChain)->Arg(64)->Arg(512)->Arg(4096);
 
-/// Every module at work: eight equalizer nodes, the sampled room, four bands compressed, limited, gated,
-/// excited, widened, the limiter that sees ahead and between the samples, and shaped dither.
 void FullChain(benchmark::State& state) {
-    std::vector<std::string> settings = {
-        "EQ: Bypass=off",
-        "EQ: Soft Saturation=on",
-        "RVB: Bypass=off",
-        "RVB: Type=Room",
-        "RVB: Wet Out=10",
-        "DYN: Bypass=off",
-        "EXC: Bypass=off",
-        "EXC: Mode=Tube",
-        "IMG: Bypass=off",
-        "LMAX: Bypass=off",
-        "LMAX: Mode=Intelligent",
-        "LMAX: Threshold=-6",
-        "LMAX: Margin=-1",
-        "DCO: Enable=on",
-        "CHOPS: Switch L/R=on",
-        "LMAX: Intersample Clip Detect=on",
-        "DTR: Dithering Type=DSHP+",
-        "DTR: Minimize Peaks=on",
-    };
-    for (int i = 1; i <= 8; ++i)
-        settings.push_back(Util::Format("EQ: Gain %1=%2", i, i % 2 == 0 ? 3 : -3));
-    for (int b = 1; b <= 4; ++b) {
-        for (const char* pattern :
-             {"DYN: Band %1 Comp Threshold=-30", "DYN: Band %1 Comp Ratio=3",
-              "DYN: Band %1 Lim Threshold=-14", "DYN: Band %1 Gate Threshold=-40",
-              "DYN: Band %1 Gate Ratio=2", "EXC: Band %1 Amount=4", "EXC: Band %1 Mix=50",
-              "IMG: Band %1 Width=0.3", "IMG: Band %1 Delay=1"}) {
-            settings.push_back(Util::Format(pattern, b));
-        }
-    }
-    RunChain(state, settings);
+    RunChain(state, Bench::FullChainSettings());
 }
 BENCHMARK(FullChain)->Arg(64)->Arg(512)->Arg(4096);
 
@@ -118,8 +75,8 @@ void RenderFile(benchmark::State& state) {
     const std::string strOutput = (folder / "vesca-bench-out.wav").string();
     const std::string strReport = (folder / "vesca-bench.json").string();
     {
-        auto left = Noise(1, kFrames);
-        auto right = Noise(2, kFrames);
+        auto left = Bench::Noise(1, kFrames);
+        auto right = Bench::Noise(2, kFrames);
         App::AudioWriter writer(strInput,
                                 App::ChooseOutput(strInput, App::SampleFormat::S24, std::nullopt, 2, kFrames),
                                 kRate, 2);
