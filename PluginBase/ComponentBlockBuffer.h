@@ -12,7 +12,8 @@
 /// the host's blocks are. Block size 0 passes blocks through as they are.
 ///
 /// Threads:   under the owning component's lock, all of it.
-/// Real time: SetBlockSize allocates for a size greater than every size before and than that of Reserve. Begin
+/// Real time: SetBlockSize allocates for a size greater than every size before and than that of Reserve.
+/// Begin
 ///            allocates only when the host's block is longer than every block before; the rest never.
 class ComponentBlockBuffer {
 public:

@@ -2,6 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
+#include <numeric>
+
+#include "dsp/vector/Elementary.h"
+#include "dsp/vector/Elementwise.h"
+#include "dsp/vector/Window.h"
 
 namespace App {
 
@@ -12,13 +18,27 @@ constexpr double kBeta = 6.0;
 // 1 / cos(pi / 8), and as much more as the filters differ from ideal ones.
 constexpr float kReach = 1.1f;
 
+/// A sinc through a Kaiser window, with a gain of 1 at DC.
+void SetUp(DSP::MultiRateFir& oversampler, int nUp, int nTapsPerPoint) {
+    // Odd, so that there is a middle.
+    std::vector<float> taps(static_cast<std::size_t>(nUp * nTapsPerPoint - 1));
+    const double fMiddle = static_cast<double>(taps.size() - 1) / 2.0;
+    for (std::size_t i = 0; i < taps.size(); ++i) {
+        const double x = (static_cast<double>(i) - fMiddle) * std::numbers::pi / nUp;
+        taps[i] = x == 0.0 ? 1.0f : static_cast<float>(DSP::Sin(x) / x);
+    }
+    const auto nTaps = static_cast<std::int32_t>(taps.size());
+    DSP::VectorWinKaiser(taps.data(), nTaps, static_cast<float>(kBeta / fMiddle));
+    const double fSum = std::accumulate(taps.begin(), taps.end(), 0.0);
+    DSP::VectorScale(static_cast<float>(nUp / fSum), taps.data(), nTaps);
+    oversampler.Configure(taps.data(), nTaps, nUp);
+}
+
 }  // namespace
 
 TruePeak::TruePeak() {
-    m_coarse.Design(kCoarse, 1, kCoarse * kTapsPerPoint, kBeta);
-    m_fine.Design(kFine, 1, kFine * kTapsPerPoint, kBeta);
-    for (DSP::ResampleInt* const oversampler : {&m_coarse, &m_fine})
-        oversampler->Configure(1, 1, kTapsPerPoint + kChunk);
+    SetUp(m_coarse, kCoarse, kTapsPerPoint);
+    SetUp(m_fine, kFine, kTapsPerPoint);
 }
 
 void TruePeak::Add(const float* samples, std::uint32_t uFrames) {
@@ -32,11 +52,11 @@ void TruePeak::Add(const float* samples, std::uint32_t uFrames) {
     }
 }
 
-float TruePeak::Largest(DSP::ResampleInt& oversampler, const float* samples, int nFrames) {
+float TruePeak::Largest(DSP::MultiRateFir& oversampler, const float* samples, int nFrames) {
     std::array<float*, kFine> phases;
     for (std::size_t p = 0; p < kFine; ++p)
         phases[p] = m_points.data() + p * m_window.size();
-    oversampler.ProcessPhases(0, samples, nFrames, phases.data());
+    oversampler.ProcessPhases(samples, phases.data(), nFrames);
     float fLargest = 0.0f;
     for (std::size_t p = 0; p < static_cast<std::size_t>(oversampler.Up()); ++p) {
         for (int i = 0; i < nFrames; ++i)

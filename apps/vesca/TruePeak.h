@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "dsp/ResampleInt.h"
+#include "dsp/vector/MultiRateFir.h"
 
 namespace App {
 
@@ -34,11 +34,11 @@ private:
     static constexpr int kChunk = 256;
 
     /// The greatest magnitude that an oversampler gives for frames.
-    float Largest(DSP::ResampleInt& oversampler, const float* samples, int nFrames);
+    float Largest(DSP::MultiRateFir& oversampler, const float* samples, int nFrames);
     void MeasureChunk();
 
-    DSP::ResampleInt m_coarse;
-    DSP::ResampleInt m_fine;
+    DSP::MultiRateFir m_coarse;
+    DSP::MultiRateFir m_fine;
     float m_fPeak = 0.0f;
     /// The frames before the chunk that a point may reach back to, the chunk, and how much of it is there.
     std::array<float, kTapsPerPoint + kChunk> m_window{};

@@ -12,9 +12,9 @@
 namespace {
 
 thread_local std::size_t t_uAllocations = 0;
-thread_local std::size_t t_uBefore = 0;   ///< allocations when the outermost learnt lock was taken
+thread_local std::size_t t_uBefore = 0;  ///< allocations when the outermost learnt lock was taken
 thread_local std::size_t t_uInLocks = 0;
-thread_local int t_nHeld = 0;             ///< learnt locks that this thread holds
+thread_local int t_nHeld = 0;  ///< learnt locks that this thread holds
 thread_local bool t_bLearning = false;
 
 std::array<std::atomic<const void*>, 1024> g_learnt{};
