@@ -4,6 +4,7 @@
 #include <cmath>
 #include <mutex>
 
+#include "dsp/vector/Rounding.h"
 #include "hvBase/Util/Text.h"
 
 namespace {
@@ -62,7 +63,7 @@ Global::Global(PluginContext& plugin) : ComponentImpl(plugin, "Global") {
 }
 
 std::uint32_t Global::AutomationStride() const {
-    return static_cast<std::uint32_t>(std::lround(m_fZipper.Get()));
+    return static_cast<std::uint32_t>(DSP::RoundHalfAway(double{m_fZipper.Get()}));
 }
 
 Global::ModuleOrder Global::FilterGraph() {
@@ -86,7 +87,7 @@ void Global::SetFps(float fFps) {
     fFps = std::clamp(fFps, 5.0f, 60.0f);
     if (fFps == m_fFps) return;
     m_fFps = fFps;
-    m_uTimerPeriod = static_cast<std::uint32_t>(std::lround(1000.0 / double{fFps}));
+    m_uTimerPeriod = static_cast<std::uint32_t>(DSP::RoundHalfAway(1000.0 / double{fFps}));
     if (!m_bRenderingThread) m_plugin.PostToEditor(EditorNotifyCode::FrameRateChanged);
 }
 

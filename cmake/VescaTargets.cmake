@@ -28,7 +28,8 @@ function(vesca_test NAME)
     set_tests_properties(${NAME}.${STEM} PROPERTIES
       FAIL_REGULAR_EXPRESSION "test cases: +0 "
       TIMEOUT 300
-      LABELS "${ARG_LABELS}")
+      LABELS "${ARG_LABELS}"
+      FIXTURES_REQUIRED "${VESCA_TEST_FIXTURES}")
   endforeach()
 endfunction()
 

@@ -8,6 +8,7 @@
 #include "dsp/vector/DoubleDouble.h"
 #include "dsp/vector/Elementary.h"
 #include "dsp/vector/ElementaryConstants.h"
+#include "dsp/vector/Rounding.h"
 
 namespace DSP {
 
@@ -184,7 +185,7 @@ DoubleDouble AtanOfRatio(DoubleDouble n, DoubleDouble d) {
                                                              {0x1.921fb54442d18p-1, 0x1.1a62633145c07p-55}}};
     constexpr double kTerms[8] = {-1.0 / 3.0,  1.0 / 5.0,  -1.0 / 7.0,  1.0 / 9.0,
                                   -1.0 / 11.0, 1.0 / 13.0, -1.0 / 15.0, 1.0 / 17.0};
-    const double fEighths = std::round(8.0 * (n.hi / d.hi));
+    const double fEighths = WholeHalfAway(8.0 * (n.hi / d.hi));
     const DoubleDouble c = {fEighths * 0.125, 0.0};
     const DoubleDouble t = Divide(Add(n, Negate(Multiply(c, d))), Add(d, Multiply(c, n)));
     const double z = t.hi * t.hi;

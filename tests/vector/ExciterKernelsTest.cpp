@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "dsp/vector/Elementary.h"
 #include "tests/vector/KernelCases.h"
 
 namespace {
@@ -20,7 +21,8 @@ float RetroModel(const DSP::ExciterRetroLaw& law, float x) {
 
 float TapeModel(const DSP::ExciterTapeLaw& law, float x) {
     const double fAngle = double{x} * double{law.fDrive} * std::numbers::pi * 0.5 * 0.800000011920929;
-    const auto s = static_cast<float>(std::sin(fAngle) / kNormaliser);
+    // Not std::sin: not every C library takes all the turns out of a large angle.
+    const auto s = static_cast<float>(DSP::Sin(fAngle) / kNormaliser);
     return s * law.fMix + x * law.fDry;
 }
 
