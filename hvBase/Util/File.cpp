@@ -39,6 +39,9 @@ void File::Close() {
     if (!m_file) return;
     std::FILE* const file = m_file;
     m_file = nullptr;
+    // What failed before said so when it failed. Not every C library forgets it by itself, and closing would
+    // fail for it once more.
+    std::clearerr(file);
     if (std::fclose(file) != 0) throw FileIO(FileIO::Code::Close, "Close failed");
 }
 

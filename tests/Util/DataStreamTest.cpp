@@ -292,15 +292,14 @@ TEST_CASE("FileStream: a failed insertion and a failed opening say so in the sam
               stream.InsertElements({1.0f, 2.0f});
           }).starts_with("Can't insert 2 elements: DataStream.cpp ("));
 
-    FileStream unopened;
-    const std::string strFailure = FailureOf([&] { unopened.Open(folder.File("none"), File::kRead); });
+    const std::string strFailure = FailureOf([&] { stream.Open(folder.File("none"), File::kRead); });
     CAPTURE(strFailure);
     CHECK(strFailure.starts_with("Can't open file: File.cpp ("));
     CHECK(strFailure.ends_with("Base:\n\tError opening file\nFileIO:\nFile not found"));
-    CHECK_FALSE(unopened.IsOpen());
-    CHECK(FailureOf([&] { unopened.InsertU8(7); }).find("Attempt to write 1 bytes when not open") !=
+    CHECK_FALSE(stream.IsOpen());
+    CHECK(FailureOf([&] { stream.InsertU8(7); }).find("Attempt to write 1 bytes when not open") !=
           std::string::npos);
-    CHECK_THROWS_AS(unopened.Tell(), Util::Exception::FileIO);
+    CHECK_THROWS_AS(stream.Tell(), Util::Exception::FileIO);
 }
 
 TEST_CASE("DataStream: a string of 200000 bytes passes; one more is refused before memory is asked for") {
