@@ -74,26 +74,25 @@ void RenderJob::Check() const {
 /// Brings the engine to the sound that the command line describes.
 void RenderJob::Configure(OfflinePlugin& plugin, const std::string& strInput,
                           std::vector<std::string>& warnings) const {
-    const RenderSettings& options = m_settings;
     const ParameterIndex parameters(plugin.Components());
     const ParameterRef compensation = parameters.Require(kCompensationName, "render");
-    compensation.Set(options.bNoCompensation ? 0.0 : 1.0);
-    if (!options.strState.empty())
-        plugin.ApplyState(ReadStateFile(options.strState, plugin.Components()), Plugin::ApplyMode::Silent);
-    if (!options.strPreset.empty()) ApplyPreset(plugin, options.strPreset);
-    ApplyMatch(plugin, parameters, options.match, strInput, warnings);
-    for (const std::string& strSetting : options.settings)
+    compensation.Set(m_settings.bNoCompensation ? 0.0 : 1.0);
+    if (!m_settings.strState.empty())
+        plugin.ApplyState(ReadStateFile(m_settings.strState, plugin.Components()), Plugin::ApplyMode::Silent);
+    if (!m_settings.strPreset.empty()) ApplyPreset(plugin, m_settings.strPreset);
+    ApplyMatch(plugin, parameters, m_settings.match, strInput, warnings);
+    for (const std::string& strSetting : m_settings.settings)
         ApplySetting(parameters, strSetting, warnings);
-    if (options.bNoCompensation && compensation.Get() != 0.0)
+    if (m_settings.bNoCompensation && compensation.Get() != 0.0)
         throw UsageError(Util::Format("--no-compensation: contradicts a --set of \"%1\"", kCompensationName));
-    if (!options.strOrder.empty()) {
+    if (!m_settings.strOrder.empty()) {
         const auto& labels = parameters.Require(kOrderName, "--order").EnumerationLabels();
-        plugin.GetTransform().GlobalSettings().SetFilterGraph(ParseModuleOrder(options.strOrder, labels));
+        plugin.GetTransform().GlobalSettings().SetFilterGraph(ParseModuleOrder(m_settings.strOrder, labels));
     }
-    if (!options.strAutomation.empty()) {
-        const auto bytes = ReadWholeFile(options.strAutomation);
+    if (!m_settings.strAutomation.empty()) {
+        const auto bytes = ReadWholeFile(m_settings.strAutomation);
         const std::string_view json(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        InstallAutomation(ParseAutomation(json, options.strAutomation, parameters, warnings));
+        InstallAutomation(ParseAutomation(json, m_settings.strAutomation, parameters, warnings));
     }
 }
 

@@ -17,9 +17,7 @@
 #include <numeric>
 #include <vector>
 
-#include "apps/vesca/OfflinePlugin.h"
-#include "apps/vesca/ParameterSetting.h"
-#include "bench/engine/FullChain.h"
+#include "bench/support/Chains.h"
 
 namespace {
 
@@ -35,14 +33,7 @@ double Now() {
 
 /// Adds one rendering to the least time of each block: noise first, silence at the end.
 void Render(std::uint32_t uBlock, std::size_t uLoudBlocks, std::vector<double>& least) {
-    App::OfflinePlugin plugin;
-    const App::ParameterIndex parameters(plugin.Components());
-    std::vector<std::string> warnings;
-    for (const std::string& strSetting : Bench::FullChainSettings())
-        App::ApplySetting(parameters, strSetting, warnings);
-    plugin.GetTransform().SetChannels(2, 2);
-    plugin.FinishBackgroundWork();
-    plugin.BeginStreaming(kRate);
+    const auto plugin = Bench::StartChain(Bench::FullChainSettings(), kRate);
     const std::size_t uNoise = 10 * kRate;
     const auto left = Bench::Noise(1, uNoise), right = Bench::Noise(2, uNoise);
     std::vector<float> inLeft(uBlock), inRight(uBlock), outLeft(uBlock), outRight(uBlock);
@@ -59,7 +50,7 @@ void Render(std::uint32_t uBlock, std::size_t uLoudBlocks, std::vector<double>& 
         }
         uFrom = (uFrom + uBlock) % (uNoise - uBlock);
         const double fStart = Now();
-        plugin.Process(uBlock, inLeft.data(), inRight.data(), outLeft.data(), outRight.data());
+        plugin->Process(uBlock, inLeft.data(), inRight.data(), outLeft.data(), outRight.data());
         const double fTime = Now() - fStart;
         if (i >= uWarm) least[i - uWarm] = std::min(least[i - uWarm], fTime);
     }

@@ -11,9 +11,7 @@
 
 #include "apps/vesca/AudioWriter.h"
 #include "apps/vesca/CommandLine.h"
-#include "apps/vesca/OfflinePlugin.h"
-#include "apps/vesca/ParameterSetting.h"
-#include "bench/engine/FullChain.h"
+#include "bench/support/Chains.h"
 
 namespace {
 
@@ -32,15 +30,7 @@ void CountFrames(benchmark::State& state, std::int64_t nFrames) {
 void RunChain(benchmark::State& state, const std::vector<std::string>& settings) {
     constexpr std::size_t kNoise = 65536;
     const auto uBlock = static_cast<std::uint32_t>(state.range(0));
-    App::OfflinePlugin plugin;
-    const App::ParameterIndex parameters(plugin.Components());
-    std::vector<std::string> warnings;
-    for (const std::string& strSetting : settings)
-        App::ApplySetting(parameters, strSetting, warnings);
-    if (!warnings.empty()) return state.SkipWithError(warnings.front().c_str());
-    plugin.GetTransform().SetChannels(2, 2);
-    plugin.FinishBackgroundWork();
-    plugin.BeginStreaming(kRate);
+    const auto plugin = Bench::StartChain(settings, kRate);
     const auto left = Bench::Noise(1, kNoise);
     const auto right = Bench::Noise(2, kNoise);
     std::vector<float> inLeft(uBlock), inRight(uBlock), outLeft(uBlock), outRight(uBlock);
@@ -51,7 +41,7 @@ void RunChain(benchmark::State& state, const std::vector<std::string>& settings)
         std::copy_n(right.begin() + static_cast<std::ptrdiff_t>(uFrom), uBlock, inRight.begin());
         uFrom = (uFrom + uBlock) % (kNoise - uBlock);
         benchmark::DoNotOptimize(
-            plugin.Process(uBlock, inLeft.data(), inRight.data(), outLeft.data(), outRight.data()));
+            plugin->Process(uBlock, inLeft.data(), inRight.data(), outLeft.data(), outRight.data()));
         benchmark::ClobberMemory();
     }
     CountFrames(state, state.iterations() * std::int64_t{uBlock});

@@ -1,9 +1,7 @@
 #include <cmath>
 #include <memory>
-#include <stdexcept>
 
-#include "apps/vesca/OfflinePlugin.h"
-#include "apps/vesca/ParameterSetting.h"
+#include "bench/support/Chains.h"
 #include "bench/table/Runs.h"
 #include "hvBase/Util/Text.h"
 
@@ -16,33 +14,19 @@ using Settings = std::vector<std::string>;
 std::vector<float> MakeMaterial(std::uint32_t uSeed) {
     constexpr std::size_t kFrames = 65536;
     constexpr std::size_t kPassage = 2000;  ///< frames of one level
-    std::vector<float> samples(kFrames);
-    const auto next = [&uSeed] {
-        uSeed = uSeed * 1664525u + 1013904223u;
-        return static_cast<float>(uSeed >> 8) / 8388608.0f - 1.0f;
-    };
+    std::vector<float> samples = Noise(uSeed, kFrames);
     for (std::size_t i = 0; i < kFrames; ++i) {
         // From full scale down to -40 dB, the same passages in both channels.
         const std::size_t uPassage = i / kPassage;
-        const double fGain = std::pow(10.0, -static_cast<double>(uPassage * 7 % 11) / 5.0);
-        samples[i] = next() * static_cast<float>(fGain);
+        samples[i] *= static_cast<float>(2.0 * std::pow(10.0, -static_cast<double>(uPassage * 7 % 11) / 5.0));
     }
     return samples;
 }
 
 Run Chain(std::string strRow, std::string strBase, Settings settings, std::uint32_t uFrames = 512,
           bool bMeters = false) {
-    const auto plugin = std::make_shared<App::OfflinePlugin>();
-    const App::ParameterIndex parameters(plugin->Components());
     settings.push_back(Util::Format("Global: Meter Enable=%1", bMeters ? "on" : "off"));
-    std::vector<std::string> warnings;
-    for (const std::string& strSetting : settings)
-        App::ApplySetting(parameters, strSetting, warnings);
-    if (!warnings.empty()) throw std::runtime_error(warnings.front());
-    plugin->GetTransform().SetChannels(2, 2);
-    plugin->FinishBackgroundWork();
-    plugin->BeginStreaming(kRate);
-    plugin->FinishBackgroundWork();
+    const std::shared_ptr<App::OfflinePlugin> plugin = StartChain(settings, kRate);
     return {
         std::move(strRow), "Vesca", std::move(strBase), uFrames,
         [plugin, uFrames](float* left, float* right) { plugin->Process(uFrames, left, right, left, right); }};
@@ -93,15 +77,6 @@ Settings Limit(const std::string& strMode, bool bIntersample) {
             bIntersample ? "LMAX: Intersample Clip Detect=on" : "LMAX: Intersample Clip Detect=off"};
 }
 
-Settings Everything() {
-    Settings settings = Join(Nodes(), BusyDynamics());
-    for (const Settings& more :
-         {Excite("Tube"), Widen(), Limit("Intelligent", true),
-          Settings{"RVB: Bypass=off", "RVB: Type=Room", "DCO: Enable=on", "DTR: Dithering Type=DSHP+"}})
-        settings = Join(std::move(settings), more);
-    return settings;
-}
-
 }  // namespace
 
 const std::vector<float>& Material(int iChannel) {
@@ -140,8 +115,8 @@ std::vector<Run> ModuleRuns() {
     runs.push_back(Chain("dither DSHP+", strEmpty, {"DTR: Dithering Type=DSHP+"}));
     runs.push_back(Chain("all meters", strEmpty, {}, 512, true));
     for (const std::uint32_t uFrames : {64u, 512u}) {
-        runs.push_back(Chain(Util::Format("whole chain, everything on, block %1", uFrames), "", Everything(),
-                             uFrames, true));
+        runs.push_back(Chain(Util::Format("whole chain, everything on, block %1", uFrames), "",
+                             FullChainSettings(), uFrames, true));
     }
     return runs;
 }

@@ -1,9 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "apps/vesca/OfflinePlugin.h"
+#include "apps/vesca/ParameterSetting.h"
 #include "hvBase/Util/Text.h"
 
 namespace Bench {
@@ -53,6 +57,23 @@ inline std::vector<std::string> FullChainSettings() {
         }
     }
     return settings;
+}
+
+/// A stereo chain that settings describe, streaming, with its background work done. Throws for a setting that
+/// has no meaning or is out of range.
+inline std::unique_ptr<App::OfflinePlugin> StartChain(const std::vector<std::string>& settings,
+                                                      std::uint32_t uSampleRate) {
+    auto plugin = std::make_unique<App::OfflinePlugin>();
+    const App::ParameterIndex parameters(plugin->Components());
+    std::vector<std::string> warnings;
+    for (const std::string& strSetting : settings)
+        App::ApplySetting(parameters, strSetting, warnings);
+    if (!warnings.empty()) throw std::runtime_error(warnings.front());
+    plugin->GetTransform().SetChannels(2, 2);
+    plugin->FinishBackgroundWork();
+    plugin->BeginStreaming(uSampleRate);
+    plugin->FinishBackgroundWork();
+    return plugin;
 }
 
 }  // namespace Bench
