@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/ChannelOperations.h"
 #include "dsp/DCOffsetFilter.h"
 #include "dsp/ExciterBand.h"
 #include "dsp/ImagerBand.h"
-#include "dsp/vector/Dispatch.h"
 #include "tests/support/Signals.h"
 
 // Exciter, imager with channel operations, and DC filter, in ns a stereo frame. Each block is a fresh copy of
@@ -35,9 +35,7 @@ void RunBlocks(benchmark::State& state, std::size_t uCopies, Process&& process) 
         }
         uPosition = (uPosition + uFrames) % (left.size() - uFrames);
     }
-    state.counters["ns_per_frame"] =
-        benchmark::Counter(static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    Bench::Report(state, uFrames);
 }
 
 void Copies(benchmark::State& state) {
@@ -67,14 +65,10 @@ void ExciterTubeDelayed(benchmark::State& state) {
 }
 
 /// One level of the processor after the other, the best first.
-template <void (*Bench)(benchmark::State&)>
+template <void (*Benchmark)(benchmark::State&)>
 void AtLevel(benchmark::State& state) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    const auto& level = levels[static_cast<std::size_t>(state.range(1)) % levels.size()];
-    state.SetLabel(level.strName);
-    DSP::UseProcessorLevel(level);
-    Bench(state);
-    DSP::UseBestProcessorLevel();
+    const Bench::Level level(state, state.range(1));
+    if (level) Benchmark(state);
 }
 
 void Imager(benchmark::State& state) {

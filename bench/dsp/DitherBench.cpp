@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/DepthShaper.h"
-#include "dsp/vector/Dispatch.h"
 #include "tests/support/Signals.h"
 
 namespace {
@@ -28,9 +28,7 @@ void Run(benchmark::State& state, const DSP::DepthShaperSettings& settings,
         benchmark::DoNotOptimize(left.data());
         benchmark::ClobberMemory();
     }
-    state.counters["ns_per_frame"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(uBlock) * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    Bench::Report(state, uBlock);
 }
 
 using Filter = DSP::NoiseShapingFilter;
@@ -59,12 +57,8 @@ void DshpKillHarmonics(benchmark::State& state) {
 
 /// One level of the processor after the other, the best first.
 void Psych9AtLevel(benchmark::State& state) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    const auto& level = levels[static_cast<std::size_t>(state.range(0)) % levels.size()];
-    state.SetLabel(level.strName);
-    DSP::UseProcessorLevel(level);
-    Run(state, {}, Filter::ForShape(4));
-    DSP::UseBestProcessorLevel();
+    const Bench::Level level(state, state.range(0));
+    if (level) Run(state, {}, Filter::ForShape(4));
 }
 
 BENCHMARK(Type1None);

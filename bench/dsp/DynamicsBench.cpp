@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/DynamicsBand.h"
-#include "dsp/vector/Dispatch.h"
 #include "tests/support/DynamicsModel.h"
 #include "tests/support/Signals.h"
 
@@ -64,9 +64,7 @@ void RunBands(benchmark::State& state, Process&& process) {
         }
         uPosition = (uPosition + uBlock) % (material.left.size() - uBlock);
     }
-    state.counters["ns_per_frame"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(uBlock) * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    Bench::Report(state, uBlock);
 }
 
 void Bands(benchmark::State& state, const DSP::DynamicsMode& mode, bool bBusy) {
@@ -95,12 +93,8 @@ void DynamicsIdle(benchmark::State& state) {
 
 /// One level of the processor after the other, the best first; block 512.
 void DynamicsBusyAtLevel(benchmark::State& state) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    const auto& level = levels[static_cast<std::size_t>(state.range(1)) % levels.size()];
-    state.SetLabel(level.strName);
-    DSP::UseProcessorLevel(level);
-    DynamicsBusy(state);
-    DSP::UseBestProcessorLevel();
+    const Bench::Level level(state, state.range(1));
+    if (level) DynamicsBusy(state);
 }
 
 /// The plain loop, without a histogram.

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/Maximizer.h"
-#include "dsp/vector/Dispatch.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestContext.h"
 
@@ -53,19 +53,13 @@ void RunMaximizer(benchmark::State& state) {
         benchmark::DoNotOptimize(right.data());
         benchmark::ClobberMemory();
     }
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    Bench::Report(state, uFrames);
 }
 
 /// One level of the processor after the other, the best first.
 void RunMaximizerAtLevel(benchmark::State& state) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    const auto& level = levels[static_cast<std::size_t>(state.range(3)) % levels.size()];
-    state.SetLabel(level.strName);
-    DSP::UseProcessorLevel(level);
-    RunMaximizer(state);
-    DSP::UseBestProcessorLevel();
+    const Bench::Level level(state, state.range(3));
+    if (level) RunMaximizer(state);
 }
 
 }  // namespace

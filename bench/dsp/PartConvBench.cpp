@@ -66,7 +66,7 @@ void Measure(benchmark::State& state, const std::function<void(float*, float*)>&
         }
     }
     const double fMean = std::accumulate(best.begin(), best.end(), 0.0) / static_cast<double>(best.size());
-    state.counters["ns_per_frame"] = 1e9 * fSeconds / static_cast<double>(uFrames);
+    state.counters["ns/frame"] = 1e9 * fSeconds / static_cast<double>(uFrames);
     state.counters["worst_over_mean"] = *std::max_element(best.begin(), best.end()) / fMean;
 }
 

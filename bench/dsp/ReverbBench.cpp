@@ -4,40 +4,20 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/CombReverb.h"
 #include "dsp/RoomImpulse.h"
 #include "dsp/SampledReverb.h"
-#include "dsp/vector/Dispatch.h"
+#include "tests/support/Signals.h"
 
 namespace {
 
-std::vector<float> Noise(std::uint32_t uSeed, std::size_t uLength) {
-    std::vector<float> noise(uLength);
-    std::uint32_t uState = uSeed;
-    for (float& value : noise) {
-        uState = uState * 1664525u + 1013904223u;
-        value = static_cast<float>(uState >> 8) / 8388608.0f - 1.0f;
-    }
-    return noise;
-}
-
-void UseLevel(benchmark::State& state, std::size_t uLevel) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    DSP::UseProcessorLevel(levels[std::min(uLevel, levels.size() - 1)]);
-    state.SetLabel(levels[std::min(uLevel, levels.size() - 1)].strName);
-}
-
-void Report(benchmark::State& state, std::size_t uFrames) {
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
 // Frames, level.
 void Plate(benchmark::State& state) {
-    UseLevel(state, static_cast<std::size_t>(state.range(1)));
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const auto uFrames = static_cast<std::size_t>(state.range(0));
-    const auto left = Noise(1, uFrames), right = Noise(2, uFrames);
+    const auto left = Test::Noise(1, uFrames), right = Test::Noise(2, uFrames);
     auto outLeft = left, outRight = right;
     DSP::CombReverb reverb;
     reverb.SetWet(30.0f);
@@ -49,13 +29,12 @@ void Plate(benchmark::State& state) {
         benchmark::DoNotOptimize(outLeft.data());
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
-    DSP::UseBestProcessorLevel();
+    Bench::Report(state, uFrames);
 }
-BENCHMARK(Plate)->ArgsProduct({{64, 512, 8192}, {0}})->Args({512, 1})->Args({512, 9});
+BENCHMARK(Plate)->ArgsProduct({{64, 512, 8192}, {0}})->Args({512, 1})->Args({512, 2});
 
 std::vector<float> Decay(std::uint32_t uSeed) {
-    auto impulse = Noise(uSeed, 77184);
+    auto impulse = Test::Noise(uSeed, 77184);
     float fLevel = 0.1f;
     for (float& fTap : impulse)
         fTap *= fLevel *= 0.9999f;
@@ -64,9 +43,10 @@ std::vector<float> Decay(std::uint32_t uSeed) {
 
 // 77184 taps. Frames, level.
 void Room(benchmark::State& state) {
-    UseLevel(state, static_cast<std::size_t>(state.range(1)));
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const auto uFrames = static_cast<std::size_t>(state.range(0));
-    const auto left = Noise(1, uFrames), right = Noise(2, uFrames);
+    const auto left = Test::Noise(1, uFrames), right = Test::Noise(2, uFrames);
     auto outLeft = left, outRight = right;
     const auto impulseLeft = Decay(3), impulseRight = Decay(4);
     const float* impulse[] = {impulseLeft.data(), impulseRight.data()};
@@ -84,8 +64,7 @@ void Room(benchmark::State& state) {
         benchmark::DoNotOptimize(outLeft.data());
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
-    DSP::UseBestProcessorLevel();
+    Bench::Report(state, uFrames);
 }
 BENCHMARK(Room)->ArgsProduct({{128, 1024, 8192}, {0}})->Args({1024, 1});
 

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/meter/Bit.h"
 #include "dsp/meter/Level.h"
 #include "dsp/meter/Phase.h"
@@ -26,9 +27,7 @@ void Run(benchmark::State& state, Measure&& measure) {
         measure(uBlock, left.data() + uPosition, right.data() + uPosition);
         uPosition = uPosition + uBlock == uLength ? 0 : uPosition + uBlock;
     }
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * uBlock * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    Bench::Report(state, uBlock);
 }
 
 void Levels(benchmark::State& state) {

@@ -4,11 +4,12 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/support/Rounds.h"
 #include "dsp/vector/AlignedVector.h"
 #include "dsp/vector/ComplexMulAdd.h"
-#include "dsp/vector/Dispatch.h"
 #include "dsp/vector/Fft.h"
 #include "dsp/vector/FftStereo.h"
+#include "tests/support/Signals.h"
 
 // Two channels there and back, with each round's input a fresh copy. Items are stereo frames.
 
@@ -17,35 +18,13 @@ namespace {
 using Floats = DSP::AlignedVector<float>;
 
 Floats Noise(std::uint32_t uSeed, std::size_t uLength) {
-    Floats noise(uLength);
-    std::uint32_t uState = uSeed;
-    for (float& value : noise) {
-        uState = uState * 1664525u + 1013904223u;
-        value = static_cast<float>(uState >> 8) / 8388608.0f - 1.0f;
-    }
-    return noise;
-}
-
-void Report(benchmark::State& state, std::size_t uFrames) {
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
-// The levels, best first: 0 is the one in force on this processor.
-bool UseLevel(benchmark::State& state, std::size_t uLevel) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    if (uLevel >= levels.size()) {
-        state.SkipWithError("no such level");
-        return false;
-    }
-    DSP::UseProcessorLevel(levels[uLevel]);
-    state.SetLabel(levels[uLevel].strName);
-    return true;
+    const auto noise = Test::Noise(uSeed, uLength);
+    return {noise.begin(), noise.end()};
 }
 
 void StereoTiles(benchmark::State& state) {
-    if (!UseLevel(state, static_cast<std::size_t>(state.range(1)))) return;
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const DSP::StereoFft fft(static_cast<int>(state.range(0)));
     const auto left = Noise(1, fft.Length());
     const auto right = Noise(2, fft.Length());
@@ -58,11 +37,12 @@ void StereoTiles(benchmark::State& state) {
         fft.InverseTiles(tiles.data(), l.data(), r.data(), work.data());
         benchmark::ClobberMemory();
     }
-    Report(state, fft.Length());
+    Bench::Report(state, fft.Length());
 }
 
 void StereoNatural(benchmark::State& state) {
-    if (!UseLevel(state, static_cast<std::size_t>(state.range(1)))) return;
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const DSP::StereoFft fft(static_cast<int>(state.range(0)));
     const auto left = Noise(1, fft.Length());
     const auto right = Noise(2, fft.Length());
@@ -76,11 +56,12 @@ void StereoNatural(benchmark::State& state) {
         fft.Inverse(leftSpectrum.data(), rightSpectrum.data(), l.data(), r.data(), work.data());
         benchmark::ClobberMemory();
     }
-    Report(state, fft.Length());
+    Bench::Report(state, fft.Length());
 }
 
 void RealTwice(benchmark::State& state) {
-    if (!UseLevel(state, static_cast<std::size_t>(state.range(1)))) return;
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const DSP::RealFft fft(static_cast<int>(state.range(0)));
     const auto left = Noise(1, fft.Length());
     const auto right = Noise(2, fft.Length());
@@ -96,7 +77,7 @@ void RealTwice(benchmark::State& state) {
         fft.Inverse(rightSpectrum.data(), r.data(), work.data());
         benchmark::ClobberMemory();
     }
-    Report(state, fft.Length());
+    Bench::Report(state, fft.Length());
 }
 
 // The peer: two real transforms each way, planned by measurement. Inverse plans may destroy their input.
@@ -124,7 +105,7 @@ void FftwTwice(benchmark::State& state) {
     }
     for (const fftwf_plan& plan : plans)
         fftwf_destroy_plan(plan);
-    Report(state, uLength);
+    Bench::Report(state, uLength);
 }
 
 // The multiply of a convolution: eight spectra of two channels against eight of an impulse, 2048 points.
@@ -145,7 +126,7 @@ void MultiplyTiles(benchmark::State& state) {
         fft.MultiplyAddTiles(a.data(), b.data(), kPairs, sum.data());
         benchmark::ClobberMemory();
     }
-    Report(state, fft.Length() * kPairs);
+    Bench::Report(state, fft.Length() * kPairs);
 }
 
 void MultiplyInterleaved(benchmark::State& state) {
@@ -157,7 +138,7 @@ void MultiplyInterleaved(benchmark::State& state) {
         DSP::VectorComplexMulAdd(a.data(), b.data(), sum.data(), kCount);
         benchmark::ClobberMemory();
     }
-    Report(state, kCount);
+    Bench::Report(state, kCount);
 }
 
 BENCHMARK(StereoTiles)->ArgsProduct({{7, 8, 10, 11, 12, 13}, {0, 1}});

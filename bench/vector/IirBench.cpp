@@ -1,4 +1,6 @@
+#include "bench/support/Rounds.h"
 #include "dsp/vector/Iir.h"
+#include "tests/support/Signals.h"
 
 #include <benchmark/benchmark.h>
 
@@ -6,22 +8,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "dsp/vector/Dispatch.h"
-
 // Peaking sections at several corners over a fresh copy of noise each round: a buffer filtered in place for
 // ever would overflow, and the benchmark would time NaN.
 
 namespace {
-
-std::vector<float> Noise(std::uint32_t uSeed, std::size_t uLength) {
-    std::vector<float> noise(uLength);
-    std::uint32_t uState = uSeed;
-    for (float& value : noise) {
-        uState = uState * 1664525u + 1013904223u;
-        value = static_cast<float>(uState >> 8) / 8388608.0f - 1.0f;
-    }
-    return noise;
-}
 
 std::vector<double> Taps(std::size_t uSections) {
     std::vector<double> taps;
@@ -32,27 +22,16 @@ std::vector<double> Taps(std::size_t uSections) {
     return taps;
 }
 
-void UseLevel(benchmark::State& state, std::size_t uLevel) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    DSP::UseProcessorLevel(levels[std::min(uLevel, levels.size() - 1)]);
-    state.SetLabel(levels[std::min(uLevel, levels.size() - 1)].strName);
-}
-
-void Report(benchmark::State& state, std::size_t uFrames) {
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
 // Sections, frames, level.
 void IirStereo(benchmark::State& state) {
-    UseLevel(state, static_cast<std::size_t>(state.range(2)));
+    const Bench::Level level(state, state.range(2));
+    if (!level) return;
     const auto uSections = static_cast<std::size_t>(state.range(0));
     const auto uFrames = static_cast<std::size_t>(state.range(1));
     DSP::IirCascade left(Taps(uSections).data(), static_cast<int>(uSections));
     DSP::IirCascade right(left);
-    const auto l = Noise(1, uFrames);
-    const auto r = Noise(2, uFrames);
+    const auto l = Test::Noise(1, uFrames);
+    const auto r = Test::Noise(2, uFrames);
     auto leftOut = l;
     auto rightOut = r;
     for (auto _ : state) {
@@ -60,26 +39,28 @@ void IirStereo(benchmark::State& state) {
                                          static_cast<int>(uFrames), left.State(), right.State());
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 void IirMono(benchmark::State& state) {
-    UseLevel(state, 0);
+    const Bench::Level level(state, 0);
+    if (!level) return;
     const auto uSections = static_cast<std::size_t>(state.range(0));
     const auto uFrames = static_cast<std::size_t>(state.range(1));
     DSP::IirCascade left(Taps(uSections).data(), static_cast<int>(uSections));
-    const auto l = Noise(1, uFrames);
+    const auto l = Test::Noise(1, uFrames);
     auto out = l;
     for (auto _ : state) {
         DSP::VectorIirProcessFloat(l.data(), out.data(), static_cast<int>(uFrames), left.State());
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 // Links of one section each, rounded in between: an equalizer's nodes.
 void IirSeries(benchmark::State& state) {
-    UseLevel(state, static_cast<std::size_t>(state.range(2)));
+    const Bench::Level level(state, state.range(2));
+    if (!level) return;
     const auto uLinks = static_cast<std::size_t>(state.range(0));
     const auto uFrames = static_cast<std::size_t>(state.range(1));
     std::vector<DSP::IirCascade> cascades(2 * uLinks, DSP::IirCascade(Taps(1).data(), 1));
@@ -87,8 +68,8 @@ void IirSeries(benchmark::State& state) {
     for (std::size_t i = 0; i < uLinks; ++i) {
         links.push_back({cascades[2 * i].State(), cascades[2 * i + 1].State()});
     }
-    const auto l = Noise(1, uFrames);
-    const auto r = Noise(2, uFrames);
+    const auto l = Test::Noise(1, uFrames);
+    const auto r = Test::Noise(2, uFrames);
     auto leftOut = l;
     auto rightOut = r;
     for (auto _ : state) {
@@ -96,20 +77,21 @@ void IirSeries(benchmark::State& state) {
                                     static_cast<int>(uFrames), links.data(), static_cast<int>(uLinks));
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 // Four bands of one source, of 2, 4, 4 and 2 sections: a crossover.
 void IirRows(benchmark::State& state) {
-    UseLevel(state, static_cast<std::size_t>(state.range(1)));
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const auto uFrames = static_cast<std::size_t>(state.range(0));
     std::vector<DSP::IirCascade> cascades(12, DSP::IirCascade(Taps(2).data(), 2));
     std::vector<DSP::IirLink> links;
     for (std::size_t i = 0; i < 6; ++i) {
         links.push_back({cascades[2 * i].State(), cascades[2 * i + 1].State(), 0.9f, 0.9f});
     }
-    const auto l = Noise(1, uFrames);
-    const auto r = Noise(2, uFrames);
+    const auto l = Test::Noise(1, uFrames);
+    const auto r = Test::Noise(2, uFrames);
     std::vector<std::vector<float>> bands(8, l);
     const DSP::IirRow rows[] = {{links.data(), 1, bands[0].data(), bands[1].data()},
                                 {links.data() + 1, 2, bands[2].data(), bands[3].data()},
@@ -119,7 +101,7 @@ void IirRows(benchmark::State& state) {
         DSP::VectorIirProcessRows(l.data(), r.data(), static_cast<int>(uFrames), rows, 4);
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 // The plain version: one section after another over the block, one channel after the other.
@@ -129,7 +111,7 @@ void IirPlainStereo(benchmark::State& state) {
     const auto taps = Taps(uSections);
     std::vector<double> delays(4 * uSections);
     std::vector<double> block(uFrames);
-    const auto l = Noise(1, uFrames);
+    const auto l = Test::Noise(1, uFrames);
     auto out = l;
     for (auto _ : state) {
         for (std::size_t iChannel = 0; iChannel < 2; ++iChannel) {
@@ -152,7 +134,7 @@ void IirPlainStereo(benchmark::State& state) {
             benchmark::ClobberMemory();
         }
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 BENCHMARK(IirStereo)->ArgsProduct({{1, 2, 4, 8, 16}, {64, 512, 8192}, {0, 1, 2}});

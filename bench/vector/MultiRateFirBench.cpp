@@ -1,41 +1,24 @@
+#include "bench/support/Rounds.h"
 #include "dsp/vector/MultiRateFir.h"
+#include "tests/support/Signals.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
 #include <vector>
 
-#include "dsp/vector/Dispatch.h"
-
 // 64 taps, five outputs a sample, one channel.
 
 namespace {
 
-std::vector<float> Noise(std::uint32_t uSeed, std::size_t uLength) {
-    std::vector<float> noise(uLength);
-    std::uint32_t uState = uSeed;
-    for (float& value : noise) {
-        uState = uState * 1664525u + 1013904223u;
-        value = static_cast<float>(uState >> 8) / 8388608.0f - 1.0f;
-    }
-    return noise;
-}
-
-void Report(benchmark::State& state, std::size_t uFrames) {
-    state.counters["ns/frame"] =
-        benchmark::Counter(static_cast<double>(uFrames) * 1e-9,
-                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
 // Frames, level.
 void Fir(benchmark::State& state, bool bPhases) {
-    const auto levels = DSP::AvailableProcessorLevels();
-    const auto uLevel = static_cast<std::size_t>(state.range(1));
-    DSP::UseProcessorLevel(levels[uLevel < levels.size() ? uLevel : 0]);
+    const Bench::Level level(state, state.range(1));
+    if (!level) return;
     const auto uFrames = static_cast<std::size_t>(state.range(0));
     DSP::MultiRateFir fir;
-    fir.Configure(Noise(1, 64).data(), 64, 5);
-    const auto input = Noise(2, uFrames);
+    fir.Configure(Test::Noise(1, 64).data(), 64, 5);
+    const auto input = Test::Noise(2, uFrames);
     std::vector<float> output(5 * uFrames);
     float* phases[5];
     for (std::size_t p = 0; p < 5; ++p)
@@ -48,7 +31,7 @@ void Fir(benchmark::State& state, bool bPhases) {
         }
         benchmark::ClobberMemory();
     }
-    Report(state, uFrames);
+    Bench::Report(state, uFrames);
 }
 
 void FirInterleaved(benchmark::State& state) {
@@ -59,8 +42,8 @@ void FirPhases(benchmark::State& state) {
 }
 
 void FirPlain(benchmark::State& state) {
-    const auto taps = Noise(1, 64);
-    const auto input = Noise(2, 512 + 12);
+    const auto taps = Test::Noise(1, 64);
+    const auto input = Test::Noise(2, 512 + 12);
     std::vector<float> output(5 * 512);
     for (auto _ : state) {
         for (std::size_t n = 0; n < 512; ++n) {
@@ -73,7 +56,7 @@ void FirPlain(benchmark::State& state) {
         }
         benchmark::ClobberMemory();
     }
-    Report(state, 512);
+    Bench::Report(state, 512);
 }
 
 BENCHMARK(FirInterleaved)->ArgsProduct({{64, 512, 8192}, {0, 1}});
