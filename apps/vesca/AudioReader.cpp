@@ -14,6 +14,10 @@ namespace {
 
 constexpr std::uint32_t kReadAhead = 4096;  ///< frames
 
+// Hz. A header that claims more is damaged, and every buffer that holds a stretch of time would grow with it.
+constexpr int kLowestRate = 100;
+constexpr int kHighestRate = 1'536'000;
+
 /// The system's own words for a file that can't be opened; the sound library only has numbers for it.
 void RequireReadable(const std::string& strPath) {
     try {
@@ -39,6 +43,9 @@ AudioReader::AudioReader(const std::string& strPath) : m_strPath(strPath) {
     if (m_info.channels < 1 || m_info.channels > 2)
         throw FileFailure(Util::Format("can't read %1: it has %2 channels; one and two are supported",
                                        strPath, m_info.channels));
+    if (m_info.samplerate < kLowestRate || m_info.samplerate > kHighestRate)
+        throw FileFailure(Util::Format("can't read %1: its sample rate is %2 Hz; %3 to %4 are supported",
+                                       strPath, m_info.samplerate, kLowestRate, kHighestRate));
     m_sample = ChooseTransfer(Samples());
     m_conversion = DSP::ChooseConversion(m_sample, m_info.channels, m_info.channels);
 }

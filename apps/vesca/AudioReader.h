@@ -12,8 +12,8 @@
 
 namespace App {
 
-/// An audio file of one or two channels, read from its start in planar float blocks. Integers become floats
-/// by a power of two, exactly up to 24 bits.
+/// An audio file of one or two channels, at 100 to 1,536,000 Hz, read from its start in planar float blocks.
+/// Integers become floats by a power of two, exactly up to 24 bits.
 ///
 /// Failures: FileFailure, with the file and the reason.
 class AudioReader {

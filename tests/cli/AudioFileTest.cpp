@@ -223,4 +223,10 @@ TEST_CASE("Audio files: what can't be read is refused with the file and the reas
     Test::WriteSound(folder.File("three.wav"),
                      Test::Sound<float>{44100, 3, SF_FORMAT_WAV | SF_FORMAT_FLOAT, std::vector<float>(30)});
     CHECK(error(folder.File("three.wav")).find("it has 3 channels") != std::string::npos);
+    for (const int nRate : {99, 1'536'001, 2'147'483'647}) {
+        Test::WriteSound(
+            folder.File("rate.wav"),
+            Test::Sound<float>{nRate, 1, SF_FORMAT_WAV | SF_FORMAT_FLOAT, std::vector<float>(30)});
+        CHECK(error(folder.File("rate.wav")).find("its sample rate is") != std::string::npos);
+    }
 }
