@@ -55,9 +55,10 @@ struct CrossOverRig {
         stage.nPosition += std::int64_t{uFrames} * 10'000'000 / std::int64_t{stage.uSampleRate};
     }
 
-    /// A signal cut into blocks. An empty right is mono.
+    /// A signal in one block or cut into several. An empty right is mono.
     Bands Render(const std::vector<float>& left, const std::vector<float>& right,
-                 const std::vector<std::uint32_t>& cuts) {
+                 std::vector<std::uint32_t> cuts = {}) {
+        if (cuts.empty()) cuts = {static_cast<std::uint32_t>(left.size())};
         Bands bands;
         std::size_t uDone = 0;
         for (const std::uint32_t uFrames : cuts) {
@@ -65,9 +66,6 @@ struct CrossOverRig {
             uDone += uFrames;
         }
         return bands;
-    }
-    Bands Render(const std::vector<float>& left, const std::vector<float>& right) {
-        return Render(left, right, {static_cast<std::uint32_t>(left.size())});
     }
 };
 

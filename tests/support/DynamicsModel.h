@@ -36,6 +36,8 @@ public:
         m_line.assign(uLine - 1, {0.0f, 0.0f});
     }
 
+    static float Linear(float fDb) { return static_cast<float>(DSP::Exp(fDb * 0.115129255)); }
+
     bool bMeanSquare = true;
     bool bSmooth = true;
     float fGlobalGain = 1.0f;
@@ -76,7 +78,6 @@ private:
         float fThreshold, fExponent, fAttack, fRelease;
     };
 
-    static float Linear(float fDb) { return static_cast<float>(DSP::Exp(fDb * 0.115129255)); }
     static float Keep(double fRate, double fMs) {
         return fMs > 0.0 ? static_cast<float>(DSP::Exp(-1000.0 / fMs / (fRate * 0.5))) : 0.0f;
     }

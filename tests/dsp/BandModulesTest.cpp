@@ -1,0 +1,217 @@
+#include <doctest/doctest.h>
+
+#include <limits>
+#include <regex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "PluginBase/ParameterRef.h"
+#include "dsp/CrossOver.h"
+#include "dsp/Dynamics.h"
+#include "dsp/Exciter.h"
+#include "dsp/Imager.h"
+#include "hvBase/Util/ByteStream.h"
+#include "hvBase/Util/Exception.h"
+#include "tests/support/ModuleRun.h"
+#include "tests/support/TestContext.h"
+
+// What the crossover and the modules on its bands have in common.
+
+using Test::RunWhole;
+using Test::Stereo;
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+enum : std::uint32_t { kBypass, kSoloMute };
+
+struct Modules {
+    Test::TestContext context;
+    DSP::CrossOver crossOver{context};
+    DSP::Dynamics dynamics{context};
+    DSP::Exciter exciter{context, nullptr};
+    DSP::Imager imager{context};
+
+    /// A module whose floats go by fields, and within a field by bands.
+    struct OnBands {
+        Component& component;
+        std::uint32_t uFirst;   ///< float of the first field
+        std::uint32_t uFields;  ///< that belong to a band
+
+        std::uint32_t Id(std::uint32_t uField, std::uint32_t uBand) const {
+            return uFirst + 4 * uField + uBand;
+        }
+    };
+    std::vector<OnBands> onBands{{dynamics, 1, 13}, {exciter, 0, 3}, {imager, 0, 2}};
+};
+
+}  // namespace
+
+TEST_CASE_FIXTURE(Modules,
+                  "The band modules have these parameters, for hosts, presets and the command line") {
+    // Name, range or labels, default; ! where no host may automate it. What all bands have stands there once.
+    const char* const expected =
+        "[CrossOver] Crossover Q 1..40=5, CrossOver: Cutoff 1 20..20000=120, "
+        "CrossOver: Cutoff 2 20..20000=2000, CrossOver: Cutoff 3 20..20000=10000, "
+        "CrossOver: Band # Bypass off|on=off, CrossOver: Band # Mute off|on=off, "
+        "CrossOver: Number of Bands 1..4=4, CrossOver: Type Analog|Digital=Analog, "
+        "CrossOver: Buffer Size 128|256|512|1024|2048|4096|8192=1024!, "
+        "[Dynamics] DYN: Global Gain -30..30=0, DYN: Band # Gain -30..30=0, "
+        "DYN: Band # Comp Threshold -130..0=0, DYN: Band # Comp Ratio 1..30=1, "
+        "DYN: Band # Comp Attack 0..500=10, DYN: Band # Comp Release 0..5000=100, "
+        "DYN: Band # Lim Threshold -130..0=0, DYN: Band # Lim Ratio 1..30=10, "
+        "DYN: Band # Lim Attack 0..500=5, DYN: Band # Lim Release 0..5000=100, "
+        "DYN: Band # Gate Threshold -130..0=0, DYN: Band # Gate Ratio 0.1..30=1, "
+        "DYN: Band # Gate Attack 0..500=10, DYN: Band # Gate Release 0..5000=100, DYN: Bypass off|on=on, "
+        "DYN: Solo Mute off|on=off!, DYN: RMS Detection off|on=on, DYN: Auto-smoothing off|on=on, "
+        "[Meters] DYN: Enable Histogram off|on=on!, DYN: Enable Gain Reduction Meter off|on=on!, "
+        "DYN: Gain Reduction Meter Peak Hold off|on=on!, DYN: Enable Curve Level Meter off|on=on!, "
+        "DYN: Gain Reduction Meter Source Comp|Gate|All=Comp!, "
+        "DYN: Gain Reduction Meter Peak Hold Time 5|250|500|1000|5000|Infinite=500!, "
+        "[Exciter] EXC: Band # Amount 0..15=0, EXC: Band # Mix 0..100=100, EXC: Band # Delay 0..10=0, "
+        "EXC: Bypass off|on=on, EXC: Solo Mute off|on=off!, EXC: Mode Retro|Tape|Tube=Tube, "
+        "[Imager] IMG: Band # Width -1..1=0, IMG: Band # Delay -30..30=0, IMG: Bypass off|on=on, "
+        "IMG: Solo Mute off|on=off!, CHOPS: Mono off|on=off, CHOPS: Switch L/R off|on=off, "
+        "CHOPS: Invert L off|on=off, CHOPS: Invert R off|on=off, ";
+    std::string strTables, strGroup, strRow;
+    for (const ParameterRef& parameter : AllParameters({&crossOver, &dynamics, &exciter, &imager})) {
+        CHECK(parameter.Get() == parameter.Default());
+        const std::string strName = std::regex_replace(parameter.Name(), std::regex("Band [1-4]"), "Band #");
+        const bool bRange =
+            parameter.EnumerationLabels().empty() && parameter.Group() != ParameterGroup::Bool;
+        std::string strNew = strName + " " + parameter.Text(parameter.Min());
+        for (double f = bRange ? parameter.Max() : parameter.Min() + 1; f <= parameter.Max(); ++f)
+            strNew += (bRange ? ".." : "|") + parameter.Text(f);
+        strNew += "=" + parameter.Text(parameter.Default()) + (parameter.Info().bAutomatable ? ", " : "!, ");
+        const std::string strNewGroup = PresetGroupName(parameter.Info().presetGroup);
+        if (strNewGroup != std::exchange(strGroup, strNewGroup)) strTables += "[" + strNewGroup + "] ";
+        if (strNew != std::exchange(strRow, strNew)) strTables += strNew;
+    }
+    CHECK(strTables == expected);
+}
+
+TEST_CASE_FIXTURE(Modules,
+                  "Every setter of the band modules clamps, and marks what changes and nothing else") {
+    for (const ParameterRef& parameter : AllParameters({&crossOver, &dynamics, &exciter, &imager})) {
+        CAPTURE(parameter.Name());
+        for (const double fSign : {1.0, -1.0}) {
+            const double fEnd = fSign > 0.0 ? parameter.Max() : parameter.Min();
+            const int nDirty = context.nDirty + (parameter.Get() == fEnd ? 0 : 1);
+            for (const double fFar : {kInfinity, 1e9, kNaN})
+                parameter.Set(fSign * fFar);
+            CHECK(parameter.Get() == fEnd);
+            CHECK(context.nDirty == nDirty);
+        }
+    }
+}
+
+TEST_CASE_FIXTURE(Modules, "Bypass, Solo Mute and a stage beyond the bands leave the audio as it is") {
+    const Stereo input = Test::StereoNoise(1, 500);
+    for (const OnBands& module : onBands) {
+        Component& component = module.component;
+        CAPTURE(component.Name());
+        component.SetFloat(0, 1);
+        const auto passes = [&](std::uint32_t uStage) {
+            return Same(RunWhole(component, uStage, input), input);
+        };
+        const auto isOff = [&] { return !component.IsActive() && passes(0); };
+        const int nBefore = context.nActivityRequests;
+        CHECK(isOff());
+        component.SetBool(kBypass, false);
+        CHECK(component.IsActive());
+        CHECK_FALSE(passes(0));
+        CHECK(passes(4));
+        CHECK(passes(5));
+        component.SetBool(kSoloMute, true);
+        CHECK(isOff());
+        CHECK(context.nActivityRequests == nBefore + 2);
+        // The end of a preset change asks for all modules at once.
+        component.SetPresetChanging(true);
+        component.SetBool(kSoloMute, false);
+        CHECK(context.nActivityRequests == nBefore + 2);
+    }
+}
+
+TEST_CASE_FIXTURE(Modules, "A band is copied as its floats, and pasted or reset whole with the host told") {
+    for (const OnBands& module : onBands) {
+        Component& component = module.component;
+        CAPTURE(component.Name());
+        const auto band = [&](std::uint32_t uBand) {
+            std::vector<float> values;
+            for (std::uint32_t k = 0; k < module.uFields; ++k)
+                values.push_back(component.GetFloat(module.Id(k, uBand)));
+            return values;
+        };
+        const auto hostHeardOf = [&](std::uint32_t uBand) {
+            std::vector<Test::TestContext::Event> expected;
+            for (std::uint32_t k = 0; k < module.uFields; ++k) {
+                expected.push_back({ParameterGroup::Float, ParameterPhase::Value, module.Id(k, uBand),
+                                    component.GetFloat(module.Id(k, uBand))});
+            }
+            return std::exchange(context.events, {}) == expected;
+        };
+        std::vector<float> defaults, values, clamped;
+        for (std::uint32_t k = 0; k < module.uFields; ++k) {
+            const FloatRecord& record = component.FloatInfo(module.Id(k, 1));
+            defaults.push_back(record.fDefault);
+            values.push_back(record.fMin + 0.125f * static_cast<float>(k + 1));
+            clamped.push_back(k == 1 ? record.fDefault : record.fMax);
+            component.SetFloat(module.Id(k, 1), values[k]);
+        }
+        Util::ByteStream stream;
+        component.CopyBand(1, stream);
+        component.CopyBand(4, stream);
+        CHECK(stream.Length() == 4 * module.uFields);
+        stream.Seek(0);
+        std::vector<float> copied(module.uFields);
+        stream.ExtractElements(copied);
+        CHECK(copied == values);
+        stream.Seek(0);
+        component.PasteBand(3, stream);
+        CHECK(band(3) == values);
+        CHECK(hostHeardOf(3));
+        component.ResetBand(3);
+        CHECK(band(3) == defaults);
+        CHECK(band(1) == values);
+        CHECK(hostHeardOf(3));
+
+        // Values beyond the range and NaNs come from strangers; a stream that ends too soon changes nothing.
+        Util::ByteStream wild;
+        for (std::uint32_t k = 0; k < module.uFields; ++k)
+            wild.InsertF32(static_cast<float>(k == 1 ? kNaN : 1e9));
+        wild.Seek(0);
+        component.PasteBand(2, wild);
+        CHECK(band(2) == clamped);
+        CHECK(hostHeardOf(2));
+        stream.Seek(4);
+        CHECK_THROWS_AS(component.PasteBand(2, stream), ::Exception::Base);
+        CHECK(band(2) == clamped);
+        CHECK(context.events.empty());
+    }
+}
+
+TEST_CASE_FIXTURE(Modules,
+                  "A delay line keeps what it holds through the same rate, and through nothing else") {
+    // An exciter without mix is its delay alone.
+    exciter.SetInt(0, 0);
+    exciter.SetFloat(0, 15);
+    exciter.SetFloat(4, 0);
+    const Stereo ones{std::vector<float>(1000, 1.0f), std::vector<float>(1000, 1.0f)};
+    const Stereo silence{std::vector<float>(100, 0.0f), std::vector<float>(100, 0.0f)};
+    for (const auto& [component, uDelay] :
+         {std::pair<Component*, std::uint32_t>{&exciter, 8}, {&imager, 4}}) {
+        const auto holdsAfter = [&, module = component](auto&& change) {
+            RunWhole(*module, 0, ones);
+            change(*module);
+            return RunWhole(*module, 0, silence).right[0] != 0.0f;
+        };
+        component->SetBool(kBypass, false);
+        component->SetFloat(uDelay, 10);
+        CHECK(holdsAfter([](Component& module) { module.SetSampleRate(44100); }));
+        CHECK_FALSE(holdsAfter([](Component& module) { module.SetSampleRate(48000); }));
+        CHECK_FALSE(holdsAfter([u = uDelay](Component& module) { module.SetFloat(u, 9); }));
+        CHECK_FALSE(holdsAfter([](Component& module) { module.ClearState(); }));
+    }
+}
