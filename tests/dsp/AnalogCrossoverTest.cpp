@@ -192,3 +192,19 @@ TEST_CASE("AnalogCrossover: designs, fades and resets in any order sound like th
         }
     }
 }
+
+TEST_CASE("AnalogCrossover: a NaN spoils its block and no other, also in the midst of a fade") {
+    AnalogCrossover crossover(44100);
+    crossover.Design(4, {120, 2000, 10000});
+    crossover.FadeTo(4, {130, 2000, 10000});
+    std::vector<float> left(16), right(16);
+    Bands bands;
+    for (const float fSample : {NAN, 0.5f}) {
+        left[5] = fSample;
+        bands = {};
+        Process(crossover, left.data(), right.data(), 16, bands);
+    }
+    CHECK(crossover.FadeRemaining() == 32);
+    for (const std::vector<float>& band : bands)
+        CHECK(std::all_of(band.begin(), band.end(), [](float x) { return std::isfinite(x); }));
+}

@@ -1,5 +1,6 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <limits>
 #include <regex>
 #include <string>
@@ -18,6 +19,7 @@
 
 // What the crossover and the modules on its bands have in common.
 
+using Test::RunBlocks;
 using Test::RunWhole;
 using Test::Stereo;
 
@@ -213,5 +215,43 @@ TEST_CASE_FIXTURE(Modules,
         CHECK_FALSE(holdsAfter([](Component& module) { module.SetSampleRate(48000); }));
         CHECK_FALSE(holdsAfter([u = uDelay](Component& module) { module.SetFloat(u, 9); }));
         CHECK_FALSE(holdsAfter([](Component& module) { module.ClearState(); }));
+    }
+}
+
+TEST_CASE("A second after a sample that is no sound a band module goes on as if it had not been") {
+    // The chain repairs its input, but not what one module hands to the next.
+    constexpr std::uint32_t kRate = 8000;
+    // The detectors of the dynamics, the modes of the exciter.
+    using Mode = std::pair<std::size_t, int>;
+    for (const auto& mode : {Mode{0, 0}, Mode{0, 1}, Mode{1, 0}, Mode{1, 1}, Mode{1, 2}, Mode{2, 0}}) {
+        for (const double fDamage : {kNaN, kInfinity, -kInfinity, 1e30, -3e38}) {
+            const auto render = [&](const Stereo& input) {
+                Modules modules;
+                const Modules::OnBands& module = modules.onBands[mode.first];
+                Component& component = module.component;
+                component.SetSampleRate(kRate);
+                component.SetBool(kBypass, false);
+                if (mode.first == 0) component.SetBool(2, mode.second == 0);
+                if (mode.first == 1) component.SetInt(0, mode.second);
+                for (std::uint32_t k = 0; k < module.uFields; ++k) {
+                    const FloatRecord& record = component.FloatInfo(module.Id(k, 0));
+                    component.SetFloat(module.Id(k, 0), record.fMin + (record.fMax - record.fMin) * 0.05f);
+                }
+                return RunBlocks(component, 0, input, Test::RandomCuts(3, 2 * kRate, 500));
+            };
+            Stereo input = Test::StereoNoise(5, 2 * kRate, 0.5f);
+            const Stereo clean = render(input);
+            std::fill_n(input.left.begin() + 1000, 300, static_cast<float>(fDamage));
+            input.right[1100] = static_cast<float>(fDamage);
+            const Stereo damaged = render(input);
+            const auto tail = [](const std::vector<float>& samples) {
+                return std::vector<float>(samples.begin() + 1300 + kRate, samples.end());
+            };
+            CAPTURE(mode.first);
+            CAPTURE(mode.second);
+            CAPTURE(fDamage);
+            CHECK(Test::WorstDifference(tail(damaged.left), tail(clean.left)) < 1e-5f);
+            CHECK(Test::WorstDifference(tail(damaged.right), tail(clean.right)) < 1e-5f);
+        }
     }
 }

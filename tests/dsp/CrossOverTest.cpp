@@ -85,11 +85,11 @@ TEST_CASE("CrossOver: a new rate ends a fade and sounds like a start at that rat
         rig.Render(input, input);
         rig.SetFloat(Rig::kCutoff1, 300);
         rig.crossOver.SetSampleRate(96000);
-        rig.component.ClearAudio();
         fresh.crossOver.SetSampleRate(96000);
         fresh.crossOver.SetCutoffs({300, 2000, 10000});
         fresh.SetInt(Rig::kType, nType);
-        fresh.component.ClearAudio();
+        // Digital keeps its history; the fade to the list's cutoffs is not of interest.
+        (nType == 0 ? fresh : rig).component.ClearAudio();
         CHECK(rig.Render(input, input) == fresh.Render(input, input));
     }
 }
