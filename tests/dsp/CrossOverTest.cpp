@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "tests/dsp/CrossOverRig.h"
+#include "tests/support/FakeModules.h"
 
 using Rig = Test::CrossOverRig;
 
@@ -29,6 +30,20 @@ TEST_CASE("CrossOver: its cutoffs can be read and set as one list") {
     list.crossOver.SetCutoffs({120, 3000, 10000});
     const auto input = Test::Noise(1, 500);
     CHECK(one.Render(input, {}) == list.Render(input, {}));
+}
+
+TEST_CASE("CrossOver runs while a band module does, and is automated with it") {
+    Test::TestContext context;
+    Test::FakeModule first(context, "First"), second(context, "Second");
+    DSP::CrossOver crossOver(context);
+    crossOver.SetBandModules({&first, &second});
+    CHECK_FALSE(crossOver.IsActive());
+    CHECK_FALSE(crossOver.HasAutomation());
+    second.SetOn(true);
+    CHECK(crossOver.IsActive());
+    const EnvelopeSegment segment{0, 1000, 0, 1};
+    first.Envelopes().AddSegments(ParameterGroup::Float, 0, {&segment, 1});
+    CHECK(crossOver.HasAutomation());
 }
 
 TEST_CASE("CrossOver: with one band the input is the band, in both types and through every change") {
@@ -78,9 +93,11 @@ TEST_CASE("CrossOver: type, bands and buffer size set the delay, ask for its upd
 }
 
 TEST_CASE("CrossOver: a new rate ends a fade and sounds like a start at that rate") {
-    const auto input = Test::Noise(7, 1000);
+    const auto input = Test::Noise(7, 2000);
     for (const std::int32_t nType : {0, 1}) {
         Rig rig, fresh;
+        for (Rig* each : {&rig, &fresh})
+            each->SetInt(Rig::kBufferSize, 0);
         rig.SetInt(Rig::kType, nType);
         rig.Render(input, input);
         rig.SetFloat(Rig::kCutoff1, 300);
