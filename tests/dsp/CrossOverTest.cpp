@@ -145,7 +145,8 @@ TEST_CASE("CrossOver: cutoffs out of order leave the design in force until the o
 TEST_CASE("CrossOver: Digital cutoffs are kept below half the rate and then apart by 1 Hz") {
     const std::vector<float> pairs[][2] = {{{500, 15000, 20000}, {500, 11025, 11026}},
                                            {{11500, 11500, 11500}, {11025, 11026, 11027}},
-                                           {{2000, 2000, 2000}, {2000, 2001, 2002}}};
+                                           // The first bin, at 21.5 Hz, is in the third band.
+                                           {{20, 20, 20}, {20, 21, 22}}};
     for (const auto& pair : pairs) {
         Rig given, meant;
         for (Rig* each : {&given, &meant}) {
