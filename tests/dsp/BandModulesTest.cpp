@@ -98,6 +98,7 @@ TEST_CASE_FIXTURE(Modules,
                   "Every setter of the band modules clamps, and marks what changes and nothing else") {
     for (const ParameterRef& parameter : AllParameters({&crossOver, &dynamics, &exciter, &imager})) {
         CAPTURE(parameter.Name());
+        const int nActivityRequests = context.nActivityRequests;
         for (const double fSign : {1.0, -1.0}) {
             const double fEnd = fSign > 0.0 ? parameter.Max() : parameter.Min();
             const int nDirty = context.nDirty + (parameter.Get() == fEnd ? 0 : 1);
@@ -106,6 +107,9 @@ TEST_CASE_FIXTURE(Modules,
             CHECK(parameter.Get() == fEnd);
             CHECK(context.nDirty == nDirty);
         }
+        const bool bSwitchesModule =
+            parameter.Name().ends_with(": Bypass") || parameter.Name().ends_with("Solo Mute");
+        CHECK((context.nActivityRequests > nActivityRequests) == bSwitchesModule);
     }
 }
 
