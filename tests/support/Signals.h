@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace Test {
@@ -48,12 +49,13 @@ inline std::ptrdiff_t FirstDifference(const std::vector<float>& a, const std::ve
     return a.size() == b.size() ? -1 : static_cast<std::ptrdiff_t>(uCommon);
 }
 
-/// The greatest absolute difference over the common length.
+/// The greatest absolute difference over the common length; infinite if any is not a number.
 inline float WorstDifference(const std::vector<float>& a, const std::vector<float>& b) {
     float fWorst = 0.0f;
     for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
         const float fDifference = a[i] > b[i] ? a[i] - b[i] : b[i] - a[i];
-        if (!(fDifference <= fWorst)) fWorst = fDifference;
+        if (!(fDifference <= fWorst))
+            fWorst = fDifference > fWorst ? fDifference : std::numeric_limits<float>::infinity();
     }
     return fWorst;
 }
