@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <cmath>
+#include <complex>
 #include <numbers>
 #include <vector>
 
@@ -45,22 +46,6 @@ std::vector<Table> AllTables() {
     return tables;
 }
 
-/// Zeros inside the unit circle: the step-down recursion finds only reflection coefficients below 1.
-bool IsMinimumPhase(const std::vector<float>& coefficients) {
-    std::vector<double> a;
-    for (const float c : coefficients)
-        a.push_back(double{c} / double{coefficients[0]});
-    for (std::size_t m = a.size() - 1; m > 0; --m) {
-        const double k = a[m];
-        if (!(std::abs(k) < 1.0)) return false;
-        std::vector<double> lower(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(m));
-        for (std::size_t i = 1; i < m; ++i)
-            lower[i] = (a[i] - k * a[m - i]) / (1.0 - k * k);
-        a = lower;
-    }
-    return true;
-}
-
 /// Mean gain in dB between two frequencies.
 double MeanDb(const Table& table, double fRate, double fFrom, double fTo) {
     double fPower = 0.0;
@@ -98,20 +83,17 @@ TEST_CASE("Each rate class begins at its rate, and every cell has its order and 
     }
 }
 
-TEST_CASE(
-    "Every filter has minimum phase, so that its gain in dB is 0 on average and it adds as little as it can") {
+TEST_CASE("Every shaping filter has minimum phase, so that it adds as little noise as it can") {
     for (const Table& table : AllTables()) {
         if (table.coefficients.empty()) continue;
         CAPTURE(table.coefficients.size());
-        const std::vector<float> coefficients = Coefficients(table);
-        // "Simple" has its zero on the circle.
-        if (coefficients.size() == 2) continue;
-        CHECK(IsMinimumPhase(coefficients));
+        // The gain in dB is 0 on average if and only if no zero lies outside the unit circle. The zero of
+        // "Simple" on the circle costs the sum a little.
         double fMeanDb = 0.0;
         constexpr int kPoints = 4000;
         for (int n = 0; n < kPoints; ++n) {
             const double fAngle = std::numbers::pi * (n + 0.5) / kPoints;
-            fMeanDb += 20.0 * std::log10(ShaperDesign::NoiseGain(coefficients, fAngle)) / kPoints;
+            fMeanDb += 20.0 * std::log10(ShaperDesign::NoiseGain(Coefficients(table), fAngle)) / kPoints;
         }
         CHECK(std::abs(fMeanDb) < 0.01);
     }
@@ -147,12 +129,10 @@ TEST_CASE("The feedback's greatest gain is the peak of the table") {
         double fGreatest = 0.0;
         for (int n = 0; n <= 5461; ++n) {
             const double w = std::numbers::pi * n / 5461;
-            double fRe = 0.0, fIm = 0.0;
-            for (std::size_t k = 1; k < c.size(); ++k) {
-                fRe += double{c[k]} * std::cos(w * static_cast<double>(k));
-                fIm += double{c[k]} * std::sin(w * static_cast<double>(k));
-            }
-            fGreatest = std::max(fGreatest, std::sqrt(fRe * fRe + fIm * fIm));
+            std::complex<double> sum = 0.0;
+            for (std::size_t k = 1; k < c.size(); ++k)
+                sum += std::polar(double{c[k]}, w * static_cast<double>(k));
+            fGreatest = std::max(fGreatest, std::abs(sum));
         }
         CHECK(std::abs(fGreatest / shaper.fPeak - 1.0) < 1e-4);
     }
@@ -172,20 +152,19 @@ TEST_CASE("The design tool gives the tables in use, coefficient by coefficient")
     }
 }
 
-TEST_CASE(
-    "The shapes go deeper in their order, High and Ultra lie well below flat noise where ears are best") {
-    for (const double fRate : {192000.0, 96000.0, 44100.0, 48000.0}) {
+TEST_CASE("The shapes go deeper in their order where ears are best, High and Ultra well below flat noise") {
+    for (const double fRate : {192000.0, 96000.0, 44100.0}) {
         CAPTURE(fRate);
         const std::uint32_t uClass = NoiseShapingFilter::RateClass(static_cast<std::uint32_t>(fRate));
-        double fBefore = 0.0;
+        double deep[kShapes] = {};
         for (std::uint32_t uShape = 1; uShape < kShapes; ++uShape) {
-            const double fDb = MeanDb(NoiseShapingFilter::ForRate(uClass, uShape), fRate, 2000, 4000);
-            CHECK(fDb < fBefore - 0.8);
-            fBefore = fDb;
+            deep[uShape] = MeanDb(NoiseShapingFilter::ForRate(uClass, uShape), fRate, 2000, 4000);
+            CHECK(deep[uShape] < deep[uShape - 1] - 0.8);
         }
+        if (fRate != 44100.0) continue;
+        CHECK(deep[3] < -8.0);
+        CHECK(deep[4] < -14.0);
     }
-    CHECK(MeanDb(NoiseShapingFilter::ForRate(2, 3), 44100, 2000, 4000) < -8.0);
-    CHECK(MeanDb(NoiseShapingFilter::ForRate(2, 4), 44100, 2000, 4000) < -14.0);
 }
 
 TEST_CASE("No shape adds more than 100 steps rms, with any dither or none") {
@@ -198,8 +177,8 @@ TEST_CASE("No shape adds more than 100 steps rms, with any dither or none") {
             filter.Rebuild(fAmount);
             shaper.Set({.fNoiseAmount = fAmount}, filter);
             std::vector<float> output = input;
-            float* const channels[] = {output.data()};
-            shaper.Process(channels, static_cast<int>(output.size()), nullptr);
+            float* const channel = output.data();
+            shaper.Process(&channel, static_cast<int>(output.size()), nullptr);
             double fPower = 0.0;
             for (std::size_t i = 0; i < input.size(); ++i) {
                 const double fAdded = (double{output[i]} - double{input[i]}) * 32768.0;

@@ -5,6 +5,9 @@
 #include <cmath>
 #include <thread>
 
+#include "PluginBase/ParameterRef.h"
+#include "dsp/DCOffset.h"
+#include "dsp/Maximizer.h"
 #include "dsp/meter/AutoNormalize.h"
 #include "dsp/meter/Bit.h"
 #include "dsp/meter/Level.h"
@@ -16,7 +19,7 @@
 
 using namespace DSP::Meter;
 
-TEST_CASE("Meters: setters, displays and audio may meet from three threads") {
+TEST_CASE("Setters, displays and audio of everything that meters may meet from three threads") {
     Test::TestContext context;
     Level level(context);
     SpectrumState state(context);
@@ -24,23 +27,24 @@ TEST_CASE("Meters: setters, displays and audio may meet from three threads") {
     Phase phase(context);
     Bit bit(context);
     AutoNormalize normalize(context);
+    DSP::Maximizer maximizer(context);
+    DSP::DCOffset dcOffset(context);
     std::atomic<bool> bStop = false;
 
     std::thread editor([&] {
         Test::Random random(1);
+        const auto parameters = AllParameters(context.Components());
         while (!bStop) {
-            for (Component* component : context.Components()) {
-                const std::uint32_t uInts = component->Count(ParameterGroup::Int);
-                const std::uint32_t uBools = component->Count(ParameterGroup::Bool);
-                if (uInts != 0)
-                    component->SetInt(random.Between(0, uInts - 1),
-                                      static_cast<std::int32_t>(random.Between(0, 6)));
-                if (uBools != 0) component->SetBool(random.Between(0, uBools - 1), random.Next() % 2 == 0);
-                if (random.Next() % 50 == 0) component->ClearAudio();
+            for (int i = 0; i < 20; ++i) {
+                const auto& parameter = parameters[random.Next() % parameters.size()];
+                const double fShare = double{random.Uniform(0, 1)};
+                parameter.Set(parameter.Min() + (parameter.Max() + 1 - parameter.Min()) * fShare);
+                if (random.Next() % 100 == 0) parameter.Owner().ClearAudio();
             }
             level.SetSampleRate(random.Next() % 2 == 0 ? 8000 : 44100);
             spectrum.SetSampleRate(random.Next() % 2 == 0 ? 8000 : 44100);
             normalize.Clear();
+            dcOffset.ClearMeter();
         }
     });
     double fSeen = 0;
@@ -57,9 +61,12 @@ TEST_CASE("Meters: setters, displays and audio may meet from three threads") {
             fSeen += bit.Bits(1)[4] + bit.TakeNewData();
             bit.HeldBits(0)[3] = 1;
             fSeen += double{normalize.InputPeak()};
+            fSeen += maximizer.Histogram()[3] + double{maximizer.TakeMinimumGain()} + maximizer.GetLatency();
+            fSeen += double{dcOffset.OffsetMaximum(0)} + double{dcOffset.CurrentOffset(1)};
         }
     });
 
+    bool bFinite = true;
     const auto left = Test::Noise(2, 512), right = Test::Noise(3, 512);
     for (int i = 0; i < 400; ++i) {
         level.Meter(1, 512, left.data());
@@ -69,9 +76,14 @@ TEST_CASE("Meters: setters, displays and audio may meet from three threads") {
         phase.MeasureCorrelation(512, left.data(), right.data());
         bit.Measure(512, left.data(), right.data());
         normalize.MeasureInput(512, left.data(), right.data());
+        auto leftOut = left, rightOut = right;
+        maximizer.ProcessBlock(512, leftOut.data(), rightOut.data());
+        dcOffset.ProcessBlock(512, leftOut.data(), rightOut.data());
+        bFinite = bFinite && std::isfinite(leftOut[7]);
     }
     bStop = true;
     editor.join();
     display.join();
+    CHECK(bFinite);
     CHECK(std::isfinite(fSeen));
 }

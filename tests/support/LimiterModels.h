@@ -7,7 +7,7 @@
 #include <numbers>
 #include <vector>
 
-#include "tests/support/Signals.h"
+#include "tests/support/ModuleRun.h"
 
 /// The limiters, sample by sample and step by step over a whole stream, with nothing carried along that can
 /// be computed anew. Arithmetic in double; what the limiters define as single precision is rounded where it
@@ -16,10 +16,17 @@ namespace Test {
 
 using Samples = std::vector<float>;
 
-struct Stereo {
-    Samples left;
-    Samples right;  ///< empty: mono
-};
+/// Runs a copy of a stream through process(left, right, frames) in blocks of the given lengths, from a frame
+/// on. An empty right channel is mono, a null pointer.
+template <class Process>
+Stereo InBlocks(Stereo x, const std::vector<std::uint32_t>& cuts, Process&& process, std::size_t uFrom = 0) {
+    for (const std::uint32_t uFrames : cuts) {
+        process(x.left.data() + uFrom, x.right.empty() ? nullptr : x.right.data() + uFrom,
+                static_cast<int>(uFrames));
+        uFrom += uFrames;
+    }
+    return x;
+}
 
 /// The peaks of the frames: of the samples, or of the five points of a fivefold oversampling as well.
 inline std::vector<double> ModelPeaks(const Stereo& x, bool bInterSample) {
