@@ -25,9 +25,12 @@ struct Fixture {
     Fixture() {
         spectrum.SetInt(kWindowSize, 0);
         spectrum.SetInt(kOverlap, 0);
+        SpectrumAnalyzer analyzer({SpectrumType::Linear, 0, 0, 0, 4, 44100});
+        analyzer.Feed(kLength, m_noise.data(), nullptr);
+        m_unit = analyzer.Values();
     }
     void Frame(float fGain) {
-        std::vector<float> samples = Test::Noise(4, kLength);
+        std::vector<float> samples = m_noise;
         for (float& fSample : samples)
             fSample *= fGain;
         spectrum.Meter(kLength, samples.data(), nullptr);
@@ -41,14 +44,9 @@ struct Fixture {
             fSum += double{present[k]} / double{m_unit[k]};
         return fSum / static_cast<double>(present.size() - 1);
     }
-    void Calibrate() {
-        SpectrumAnalyzer analyzer({SpectrumType::Linear, 0, 0, 0, 4, 44100});
-        const auto samples = Test::Noise(4, kLength);
-        analyzer.Feed(kLength, samples.data(), nullptr);
-        m_unit = analyzer.Values();
-    }
 
 private:
+    const std::vector<float> m_noise = Test::Noise(4, kLength);
     std::vector<float> m_unit;
 };
 
@@ -56,7 +54,6 @@ private:
 
 TEST_CASE("Spectrum: in real time the highest frame stays until a display reads, then falls by its hop") {
     Fixture f;
-    f.Calibrate();
     f.Frame(1.0f);
     f.Frame(0.5f);
     f.Frame(0.01f);
@@ -86,7 +83,6 @@ TEST_CASE("Spectrum: silence falls to the guard, not to zero or into denormals")
 
 TEST_CASE("Spectrum: the infinite average is the mean of all frames, and frames after a restart alone") {
     Fixture f;
-    f.Calibrate();
     f.spectrum.SetInt(kAverage, 5);
     double fSum = 0;
     for (int i = 1; i <= 500; ++i) {
@@ -106,7 +102,6 @@ TEST_CASE("Spectrum: a moving average is the mean of the last frames of its time
         constexpr int kSeconds[] = {0, 1, 3, 5, 10};
         const int nRows = static_cast<int>(std::ceil(kSeconds[nAverage] * 44100.0 / kLength));
         Fixture f;
-        f.Calibrate();
         f.spectrum.SetInt(kAverage, nAverage);
         std::vector<double> gains;
         Test::Random random(5);
