@@ -2,36 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <vector>
 
-#include "dsp/vector/Dispatch.h"
 #include "dsp/vector/FirScatter.h"
-#include "dsp/vector/Repair.h"
 #include "dsp/vector/RightAngleFft.h"
 #include "tests/support/Signals.h"
-
-namespace {
-
-template <class Check>
-void AtEveryLevel(Check&& check) {
-    for (const auto& level : DSP::AvailableProcessorLevels()) {
-        CAPTURE(level.strName);
-        DSP::UseProcessorLevel(level);
-        check();
-    }
-    DSP::UseBestProcessorLevel();
-}
-
-const std::vector<int> kLengths = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11,  12,
-                                   13, 14, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 129};
-
-}  // namespace
+#include "tests/vector/KernelCases.h"
 
 TEST_CASE("VectorFirScatter has the bits of the plain sum and writes nothing else") {
-    AtEveryLevel([] {
-        for (const int nLength : kLengths) {
+    Test::AtEveryLevel([] {
+        for (const int nLength : Test::KernelLengths()) {
             for (const int nInputs : {1, 2, 7, 16, 64, 129}) {
                 if (nInputs > nLength) continue;
                 for (const std::size_t uOffset : {0u, 1u, 3u}) {
@@ -66,33 +46,6 @@ TEST_CASE("VectorFirScatter has the bits of the plain sum and writes nothing els
     CHECK(DSP::VectorFirScatter(&fSample, 0, &fSample, &fSample, 1) == DSP::kVectorBadLength);
 }
 
-TEST_CASE("VectorRepair replaces damage by +0 and copies everything else bit by bit") {
-    const float fInfinity = std::numeric_limits<float>::infinity();
-    const float fNan = std::numeric_limits<float>::quiet_NaN();
-    const float fBelow = std::nextafter(DSP::kDamageLimit, 0.0f);
-    const std::vector<float> special = {
-        fNan,   -fNan, fInfinity, -fInfinity, DSP::kDamageLimit, -DSP::kDamageLimit, fBelow, -fBelow,
-        1e-42f, -0.0f, 0.0f,      -1.5f};
-    AtEveryLevel([&] {
-        for (const int nLength : kLengths) {
-            std::vector<float> source, expected;
-            for (int i = 0; i < nLength; ++i) {
-                const float fValue = special[static_cast<std::size_t>(i * 7 + nLength) % special.size()];
-                source.push_back(fValue);
-                expected.push_back(std::abs(fValue) < DSP::kDamageLimit ? fValue : 0.0f);
-            }
-            std::vector<float> destination(source.size() + 1, 9.0f);
-            expected.push_back(9.0f);
-            DSP::VectorRepair(source.data(), destination.data(), nLength);
-            CAPTURE(nLength);
-            CHECK(Test::FirstDifference(destination, expected) == -1);
-            for (std::size_t i = 0; i < source.size(); ++i) {
-                REQUIRE(std::signbit(destination[i]) == std::signbit(expected[i]));
-            }
-        }
-    });
-}
-
 TEST_CASE("RightAngleFft convolves blocks without padding, with the same bits at every level") {
     for (const int nOrder : {4, 5, 6, 7, 8, 10, 13}) {
         CAPTURE(nOrder);
@@ -111,7 +64,7 @@ TEST_CASE("RightAngleFft convolves blocks without padding, with the same bits at
                 model[i + n] += double{b[i]} * double{a[n]};
         }
         std::vector<float> first;
-        AtEveryLevel([&] {
+        Test::AtEveryLevel([&] {
             std::vector<float> spectrumA(fft.SpectrumLength()), spectrumB(fft.SpectrumLength());
             std::vector<float> product(fft.SpectrumLength()), work(fft.WorkLength());
             fft.Forward(a.data(), spectrumA.data(), work.data());

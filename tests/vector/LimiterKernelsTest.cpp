@@ -39,27 +39,6 @@ float Peak(float fPeak, float fSample) {
 
 }  // namespace
 
-TEST_CASE("Peaks of frames are the plain loop's at every level, and NaNs do not count") {
-    for (const int nLength : KernelLengths()) {
-        const Floats left = Test::AnyFloats(1, nLength), right = Test::AnyFloats(2, nLength);
-        Floats stereo(Size(nLength)), mono(Size(nLength));
-        for (std::size_t i = 0; i < stereo.size(); ++i) {
-            mono[i] = Peak(0.0f, left[i]);
-            stereo[i] = Peak(mono[i], right[i]);
-        }
-        AtEveryLevel([&] {
-            for (int nOffset = 0; nOffset < 3; ++nOffset) {
-                Guarded<float> a(left, nOffset), b(right, nOffset), peaks(nLength, nOffset);
-                DSP::FramePeaks(a.Data(), b.Data(), peaks.Data(), nLength);
-                CHECK(Test::FirstDifference(peaks.Values(), stereo) == -1);
-                DSP::FramePeaks(a.Data(), nullptr, peaks.Data(), nLength);
-                CHECK(Test::FirstDifference(peaks.Values(), mono) == -1);
-                CHECK(peaks.Intact());
-            }
-        });
-    }
-}
-
 TEST_CASE("Oversampled peaks take four points of the frame, one of the frame before, and the frame's own") {
     for (const int nLength : KernelLengths()) {
         std::array<Floats, 10> phases;
@@ -84,22 +63,6 @@ TEST_CASE("Oversampled peaks take four points of the frame, one of the frame bef
             DSP::OversampledPeaks(left, right, frames.data() + 6, peaks.Data(), nLength);
             CHECK(Test::FirstDifference(peaks.Values(), expected) == -1);
             CHECK(peaks.Intact());
-        });
-    }
-}
-
-TEST_CASE("Samples that are no audio become zeros, and all others stay as they are") {
-    for (const int nLength : KernelLengths()) {
-        const Floats samples = Test::AnyBits(7, nLength);
-        Floats expected = samples;
-        for (float& fSample : expected) {
-            if (!(std::abs(fSample) <= 1000.0f)) fSample = 0.0f;
-        }
-        AtEveryLevel([&] {
-            Guarded<float> x(samples, 1);
-            DSP::ReplaceFaultySamples(x.Data(), nLength, 1000.0f);
-            CHECK(Test::FirstDifference(x.Values(), expected) == -1);
-            CHECK(x.Intact());
         });
     }
 }
@@ -176,44 +139,5 @@ TEST_CASE("A carried sum of steps equals the sum in full, to the last bit, and i
         }
         CHECK(nDifferent == 0);
         CHECK(fWorst < kSteps * 0x1p-33 * 1.01);
-    });
-}
-
-TEST_CASE("Over values, the release and the gains are the plain loops' at every level") {
-    for (const int nLength : KernelLengths()) {
-        const Floats peaks = Levels(1, nLength), levels = Levels(2, nLength), gains = Levels(3, nLength);
-        Floats over = levels, release = peaks, out(Size(nLength));
-        for (std::size_t i = 0; i < over.size(); ++i) {
-            over[i] = peaks[i] > 9.0f ? std::max(levels[i] - 12.0f, 0.0f) : 0.0f;
-            release[i] = std::max(peaks[i], std::sqrt(levels[i]) * gains[i]);
-            const float fProduct = peaks[i] * gains[i];
-            out[i] = fProduct * -0.7f;
-        }
-        AtEveryLevel([&] {
-            Guarded<float> a(levels, 1), b(peaks, 1), c(nLength, 1);
-            DSP::OverThreshold(peaks.data(), 9.0f, 12.0f, a.Data(), nLength);
-            CHECK(Test::FirstDifference(a.Values(), over) == -1);
-            DSP::RaiseByRelease(levels.data(), gains.data(), b.Data(), nLength);
-            CHECK(Test::FirstDifference(b.Values(), release) == -1);
-            DSP::ApplyGains(peaks.data(), gains.data(), -0.7f, std::numeric_limits<float>::infinity(),
-                            c.Data(), nLength);
-            CHECK(Test::FirstDifference(c.Values(), out) == -1);
-            CHECK(a.Intact());
-            CHECK(b.Intact());
-            CHECK(c.Intact());
-        });
-    }
-}
-
-TEST_CASE("Gains cut off what roundings carry over the ceiling, on both sides, and nothing more") {
-    const float fCeiling = 0.9f;
-    const float fHair = std::nextafter(std::nextafter(fCeiling, 1.0f), 1.0f);
-    const Floats samples = {fCeiling, fHair, -fHair, 0.95f, -2.0f, 0.5f};
-    const Floats expected = {fCeiling, fCeiling, -fCeiling, 0.95f, -2.0f, 0.5f};
-    const Floats ones(6, 1.0f);
-    AtEveryLevel([&] {
-        Floats out(6);
-        DSP::ApplyGains(samples.data(), ones.data(), 1.0f, fCeiling, out.data(), 6);
-        CHECK(out == expected);
     });
 }
