@@ -11,7 +11,6 @@
 #include <doctest/doctest.h>
 
 #include "dsp/vector/Elementary.h"
-#include "tests/support/CountingAllocator.h"
 #include "tests/vector/KernelCases.h"
 
 using namespace Test;
@@ -44,7 +43,7 @@ const std::vector<Function>& Functions() {
         {"log2", [](auto s, auto d, int n) { return DSP::VectorLog2(s, d, n); },
          [](double x) { return std::log2(x); }, 2.0, kLeast, 3.4e38f, true},
         {"to dB", [](auto s, auto d, int n) { return DSP::VectorLinearToDb(s, d, n); },
-         [](double x) { return x < 1e-20 ? -400.0 : 8.685889 * std::log(x); }, 2.5, 1e-20f, 3.4e38f, true},
+         [](double x) { return x >= 1e-20 ? 8.685889 * std::log(x) : -400.0; }, 2.5, 1e-20f, 3.4e38f, true},
         {"from dB", [](auto s, auto d, int n) { return DSP::VectorDbToLinear(s, d, n); },
          [](double x) { return std::exp(0.115129255 * x); }, 1.0, -900.0f, 771.0f, false},
     };
@@ -54,7 +53,7 @@ const std::vector<Function>& Functions() {
 /// The distance from the exact value in units of a float's last place, down into the subnormal range.
 double FloatUlpError(float got, double exact) {
     const auto nearest = static_cast<float>(exact);
-    if (std::isinf(got) || std::isinf(nearest)) return got == nearest ? 0.0 : 1e30;
+    if (!std::isfinite(got) || std::isinf(nearest)) return got == nearest ? 0.0 : 1e30;
     int n = 0;
     std::frexp(exact, &n);
     return std::ldexp(std::abs(double{got} - exact), 24 - std::max(n, -125));
@@ -76,11 +75,6 @@ std::vector<float> Draws(const Function& function, int nLength) {
     return x;
 }
 
-template <typename T>
-std::vector<T> Widened(const std::vector<float>& x) {
-    return {x.begin(), x.end()};
-}
-
 }  // namespace
 
 TEST_CASE("Elementary blocks: every function stays within its error bound") {
@@ -90,15 +84,8 @@ TEST_CASE("Elementary blocks: every function stays within its error bound") {
         std::vector<float> y(x.size());
         CHECK(function.kernel(x.data(), y.data(), static_cast<int>(x.size())) == DSP::kVectorOk);
         double fWorst = 0.0;
-        float fWhere = 0.0f;
-        for (std::size_t i = 0; i < x.size(); ++i) {
-            const double fError = FloatUlpError(y[i], function.exact(double{x[i]}));
-            if (!(fError <= fWorst)) {
-                fWorst = fError;
-                fWhere = x[i];
-            }
-        }
-        MESSAGE(function.strName << ": " << fWorst << " ulp at " << fWhere);
+        for (std::size_t i = 0; i < x.size(); ++i)
+            fWorst = std::max(fWorst, FloatUlpError(y[i], function.exact(double{x[i]})));
         CHECK(fWorst < function.fBound);
     }
 }
@@ -142,13 +129,10 @@ TEST_CASE("Elementary blocks: the double forms and the power have the bits of th
     std::copy(std::begin(special), std::end(special), x.begin());
     for (std::size_t i = 10; i < 300; ++i)
         x[i] = std::fmod(x[i], 800.0f);
-    const std::vector<double> wide = [&x] {
-        std::vector<double> values = Widened<double>(x);
-        // Doubles that are no floats, into the subnormal range.
-        for (std::size_t i = 300; i < 500; ++i)
-            values[i] *= 0x1.123456789abcdp-940;
-        return values;
-    }();
+    std::vector<double> wide(x.begin(), x.end());
+    // Doubles that are no floats, into the subnormal range.
+    for (std::size_t i = 300; i < 500; ++i)
+        wide[i] *= 0x1.123456789abcdp-940;
     AtEveryLevel([&] {
         std::vector<double> got(wide.size()), expected(wide.size());
         const int n = static_cast<int>(wide.size());
@@ -186,68 +170,46 @@ TEST_CASE("Elementary blocks: the double forms and the power have the bits of th
     CHECK(fWorst < 0.501);
 }
 
-TEST_CASE("Elementary blocks: exact values, edges and NaNs") {
-    struct Case {
-        int iFunction;
-        float x, expected;
-    };
-    const Case cases[] = {
-        {0, 0.0f, 1.0f},          {0, -0.0f, 1.0f},      {0, kInfinity, kInfinity},
-        {0, -kInfinity, 0.0f},    {0, 89.0f, kInfinity}, {0, -104.0f, 0.0f},
-        {0, -103.0f, kLeast},     {0, kNaN, kNaN},       {1, 10.0f, 1024.0f},
-        {1, -149.0f, kLeast},     {1, -150.5f, 0.0f},    {1, 128.0f, kInfinity},
-        {1, 127.0f, 0x1p127f},    {1, -1e30f, 0.0f},     {1, kNaN, kNaN},
-        {2, 1.0f, 0.0f},          {2, 0.0f, -kInfinity}, {2, -0.0f, -kInfinity},
-        {2, -1.0f, kNaN},         {2, -kLeast, kNaN},    {2, kInfinity, kInfinity},
-        {2, -kInfinity, kNaN},    {2, kNaN, kNaN},       {3, 0x1p-149f, -149.0f},
-        {3, 0x1p100f, 100.0f},    {3, 1.0f, 0.0f},       {3, 0.5f, -1.0f},
-        {3, 0.0f, -kInfinity},    {3, kNaN, kNaN},       {4, 1.0f, 0.0f},
-        {4, 0.0f, -400.0f},       {4, 9e-21f, -400.0f},  {4, -1.0f, -400.0f},
-        {4, -kInfinity, -400.0f}, {4, kNaN, -400.0f},    {4, kInfinity, kInfinity},
-        {5, 0.0f, 1.0f},          {5, -kInfinity, 0.0f}, {5, kInfinity, kInfinity},
-        {5, kNaN, kNaN},
-    };
-    AtEveryLevel([&cases] {
-        for (const Case& c : cases) {
-            const Function& function = Functions()[static_cast<std::size_t>(c.iFunction)];
-            CAPTURE(function.strName);
-            CAPTURE(c.x);
-            float y = 123.0f;
-            function.kernel(&c.x, &y, 1);
-            CHECK(SameBits(y, c.expected));
+TEST_CASE(
+    "Elementary blocks: edges, infinities and NaNs come out as of the exact function, powers of 2 exactly") {
+    AtEveryLevel([] {
+        for (const Function& function : Functions()) {
+            for (const float x :
+                 {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, kLeast, -kLeast, kInfinity, -kInfinity, kNaN, 89.0f,
+                  -103.0f, -104.0f, 128.0f, 127.0f, -149.0f, -150.5f, -1e30f, 9e-21f}) {
+                CAPTURE(function.strName);
+                CAPTURE(x);
+                float y = 123.0f;
+                function.kernel(&x, &y, 1);
+                const auto fExact = static_cast<float>(function.exact(double{x}));
+                const bool bOrdinary = std::isnormal(fExact) && std::isnormal(y);
+                CHECK((SameBits(y, fExact) ||
+                       (bOrdinary && FloatUlpError(y, function.exact(double{x})) < function.fBound)));
+            }
         }
-        std::vector<float> integers(278), powers(278), back(278);
+        std::vector<float> integers, powers(277), back(277);
         for (int n = -149; n <= 127; ++n)
-            integers[static_cast<std::size_t>(n + 149)] = static_cast<float>(n);
+            integers.push_back(static_cast<float>(n));
         DSP::VectorExp2(integers.data(), powers.data(), 277);
         DSP::VectorLog2(powers.data(), back.data(), 277);
         int nWrong = 0;
-        for (std::size_t i = 0; i < 277; ++i) {
-            if (powers[i] != std::ldexp(1.0f, static_cast<int>(i) - 149) || back[i] != integers[i]) ++nWrong;
-        }
+        for (std::size_t i = 0; i < 277; ++i)
+            nWrong += powers[i] != std::ldexp(1.0f, static_cast<int>(i) - 149) || back[i] != integers[i];
         CHECK(nWrong == 0);
     });
 }
 
-TEST_CASE("Elementary blocks: bad arguments touch nothing, and nothing allocates") {
+TEST_CASE("Elementary blocks: bad arguments touch nothing") {
     float x = 0.5f, y = 7.0f;
     double a = 0.5, b = 7.0;
-    const AllocationCounter counter;
-    bool bRefused = true;
     for (const Function& function : Functions()) {
-        bRefused = bRefused && function.kernel(&x, &y, 0) == DSP::kVectorBadLength &&
-                   function.kernel(nullptr, &y, 1) == DSP::kVectorNullPointer &&
-                   function.kernel(&x, nullptr, 1) == DSP::kVectorNullPointer;
+        CHECK(function.kernel(&x, &y, 0) == DSP::kVectorBadLength);
+        CHECK(function.kernel(nullptr, &y, 1) == DSP::kVectorNullPointer);
+        CHECK(function.kernel(&x, nullptr, 1) == DSP::kVectorNullPointer);
     }
-    CHECK(bRefused);
     CHECK(DSP::VectorExp(&a, &b, -3) == DSP::kVectorBadLength);
     CHECK(DSP::VectorLog(&a, static_cast<double*>(nullptr), 1) == DSP::kVectorNullPointer);
     CHECK(DSP::VectorPow(&x, 0.0f, &y, 0) == DSP::kVectorBadLength);
     CHECK(DSP::VectorPow(nullptr, 0.0f, &y, 1) == DSP::kVectorNullPointer);
     CHECK((y == 7.0f && b == 7.0));
-    for (const Function& function : Functions())
-        function.kernel(&x, &y, 1);
-    DSP::VectorPow(&x, 2.0f, &y, 1);
-    CHECK(y == 0.25f);
-    CHECK(counter.Count() == 0);
 }
