@@ -22,15 +22,6 @@ float TapeModel(const DSP::ExciterTapeLaw& law, float x) {
     return s * law.fMix + x * law.fDry;
 }
 
-float TubeModel(const DSP::ExciterTubeLaw& law, float& fEnvelope, float x) {
-    fEnvelope += (std::abs(x) - fEnvelope) * law.fStep;
-    const float r = fEnvelope < 0.001f ? 1000.0f : 1.0f / fEnvelope;
-    const float v = x * (r * law.fDrive);
-    const float y = v * v * (v + 1.0f) * (fEnvelope * 0.02f) * law.fMix + law.fDry * x;
-    if (!(fEnvelope <= 1e6f)) fEnvelope = 1.0f;
-    return y;
-}
-
 constexpr int kPeriod = 8192;
 
 /// One harmonic over a whole period: its cosine as the real part, its sine as the imaginary one.
@@ -54,33 +45,6 @@ std::vector<float> SinePeriod(double fAmplitude) {
 }
 
 }  // namespace
-
-TEST_CASE("Tube gives the bits of the plain loop at every level, for any sample") {
-    const DSP::ExciterTubeLaw tube{0.013f, 1.3f, 0.7f, 2.9f};
-    Test::AtEveryLevel([&] {
-        for (const int n : Test::KernelLengths()) {
-            CAPTURE(n);
-            const auto input = Test::AnyFloats(static_cast<unsigned>(n), n);
-            const auto other = Test::AnyBits(static_cast<unsigned>(n), n);
-            auto expected = input, expectedOther = other;
-            float fLeft = 0.4f, fRight = 0.2f;
-            for (float& x : expected)
-                x = TubeModel(tube, fLeft, x);
-            for (float& x : expectedOther)
-                x = TubeModel(tube, fRight, x);
-            for (const bool bStereo : {false, true}) {
-                Test::Guarded<float> left(input, n % 3), right(other, n % 7);
-                DSP::ExciterEnvelopes envelopes{0.4f, 0.2f};
-                DSP::ExciterTube(tube, envelopes, left.Data(), bStereo ? right.Data() : nullptr, n);
-                CHECK(Test::FirstDifference(left.Values(), expected) == -1);
-                CHECK(Test::FirstDifference(right.Values(), bStereo ? expectedOther : other) == -1);
-                CHECK(envelopes.fLeft == fLeft);
-                CHECK(envelopes.fRight == (bStereo ? fRight : 0.2f));
-                CHECK((left.Intact() && right.Intact()));
-            }
-        }
-    });
-}
 
 TEST_CASE("Tape gives the same bits at every level, those of an exact sine in all but a few samples") {
     const DSP::ExciterTapeLaw law{3.1622776f, 1.0f, 0.0f};

@@ -1,0 +1,200 @@
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <tuple>
+
+#include "dsp/vector/CombBank.h"
+#include "dsp/vector/ExciterKernels.h"
+#include "dsp/vector/MultiRateFir.h"
+#include "dsp/vector/NoiseShaping.h"
+#include "tests/vector/KernelCases.h"
+
+using namespace Test;
+
+namespace {
+
+using Outputs = std::vector<std::vector<float>>;
+
+/// Takes the next frames of a stream of two channels, and appends what comes out.
+using Stream = std::function<void(const float* left, const float* right, int n, Outputs& outputs)>;
+
+/// A kernel that carries a state along. What it computes is held where it is used, by the models of the
+/// modules; here it is that it computes the same everywhere.
+struct StreamKernel {
+    std::string strName;
+    std::function<Stream()> start;
+};
+
+/// A stream that processes copies of both channels in place, and notices a write beside them.
+template <class Process>
+Stream InPlace(Process process) {
+    return [process](const float* left, const float* right, int n, Outputs& outputs) mutable {
+        Guarded<float> buffers[] = {{std::vector<float>(left, left + n), n % 4},
+                                    {std::vector<float>(right, right + n), n % 3}};
+        process(left, buffers[0].Data(), buffers[1].Data(), n);
+        outputs.resize(2);
+        for (std::size_t i = 0; i < 2; ++i) {
+            outputs[i].insert(outputs[i].end(), buffers[i].Data(), buffers[i].Data() + n);
+            CHECK(buffers[i].Intact());
+        }
+    };
+}
+
+struct CombRings {
+    CombRings(int nShortest) {
+        const auto add = [&](auto& line, int nLength) {
+            rings.emplace_back(static_cast<std::size_t>(nLength));
+            line.ring = rings.back().data();
+            line.nLength = nLength;
+        };
+        for (int i = 0; i < 8; ++i)
+            add(channel.combs[static_cast<std::size_t>(i)], nShortest + 37 * i);
+        for (int i = 0; i < 4; ++i)
+            add(channel.allpasses[static_cast<std::size_t>(i)], nShortest + 11 * i);
+    }
+    DSP::CombChannel channel;
+    std::vector<std::vector<float>> rings;
+};
+
+Stream CombBanks(int nShortest, bool bStereo) {
+    auto left = std::make_shared<CombRings>(nShortest), right = std::make_shared<CombRings>(nShortest + 23);
+    return InPlace([=](const float* input, float* a, float* b, int n) {
+        CHECK(DSP::VectorCombBank({0.91f, 0.3f, 0.7f}, input, &left->channel, a,
+                                  bStereo ? &right->channel : nullptr, bStereo ? b : nullptr,
+                                  n) == DSP::kVectorOk);
+    });
+}
+
+Stream Tube(bool bStereo) {
+    return InPlace(
+        [=, envelopes = DSP::ExciterEnvelopes{0.4f, 0.2f}](const float*, float* a, float* b, int n) mutable {
+            DSP::ExciterTube({0.013f, 1.3f, 0.7f, 2.9f}, envelopes, a, bStereo ? b : nullptr, n);
+        });
+}
+
+Stream Shaper(std::size_t uOrder, DSP::DitherNoise noise, bool bLimit, bool bStereo) {
+    DSP::NoiseShapingTaps taps;
+    taps.uOrder = uOrder;
+    const auto draws = AnyBits(7, 60);
+    for (std::size_t k = 0; k < uOrder; ++k)
+        taps.Set(k, 4.0f / static_cast<float>(k + 2) * (std::signbit(draws[k]) ? -0.7f : 0.3f));
+    DSP::NoiseShapingState state;
+    state.random = {DSP::DitherRandom(1), DSP::DitherRandom(99)};
+    const DSP::NoiseShapingMode mode{32768.0f, 1.0f / 32767.0f, noise, bLimit, 3.499f, 2.499f};
+    return InPlace([=](const float*, float* a, float* b, int n) mutable {
+        DSP::ShapeNoise(taps, mode, state, a, bStereo ? b : nullptr, static_cast<std::size_t>(n));
+    });
+}
+
+/// A frame is an iteration: the samples are the filter's own.
+Stream Fir(int nTaps, int nUp, int nPhase, int nDown) {
+    DSP::MultiRateFir fir;
+    fir.Configure(AnyFloats(1, nTaps).data(), nTaps, nUp, nPhase, nDown);
+    return [=, samples = AnyFloats(2, 4000 * nDown), nDone = 0](const float*, const float*, int n,
+                                                                Outputs& outputs) mutable {
+        const float* const source = samples.data() + nDone * nDown;
+        nDone += n;
+        Guarded<float> block(n * std::max(nUp, nDown), n % 4);
+        const bool bInPlace = n % 2 == 0;
+        if (bInPlace) std::copy_n(source, n * nDown, block.Data());
+        fir.Process(bInPlace ? block.Data() : source, block.Data(), n);
+        outputs.resize(1);
+        outputs[0].insert(outputs[0].end(), block.Data(), block.Data() + n * nUp);
+        CHECK(block.Intact());
+    };
+}
+
+std::vector<StreamKernel> Kernels() {
+    std::vector<StreamKernel> kernels = {{"tube", [] { return Tube(true); }},
+                                         {"tube in mono", [] { return Tube(false); }},
+                                         {"comb bank", [] { return CombBanks(1116, false); }}};
+    for (const int nShortest : {DSP::kCombChunk, 225})
+        kernels.push_back({"comb banks", [=] { return CombBanks(nShortest, true); }});
+    for (const std::size_t uOrder : {0u, 1u, 2u, 3u, 9u, 12u, 39u, 60u}) {
+        for (const auto noise : {DSP::DitherNoise::kUniform, DSP::DitherNoise::kHighPass}) {
+            for (const bool bLimit : {false, true})
+                kernels.push_back({"shaper", [=] { return Shaper(uOrder, noise, bLimit, uOrder != 2); }});
+        }
+    }
+    const int shapes[][4] = {{64, 5, 0, 1}, {64, 5, 0, 3}, {7, 3, 1, 2},  {33, 1, 0, 1}, {21, 1, 1, 4},
+                             {12, 2, 2, 3}, {1, 1, 0, 1},  {40, 7, 6, 7}, {600, 2, 0, 1}};
+    for (const auto& shape : shapes) {
+        const auto [nTaps, nUp, nPhase, nDown] = std::tuple(shape[0], shape[1], shape[2], shape[3]);
+        kernels.push_back({"multi-rate filter", [=] { return Fir(nTaps, nUp, nPhase, nDown); }});
+    }
+    return kernels;
+}
+
+}  // namespace
+
+TEST_CASE("Kernels of streams give the bits of one lane at every level, in blocks of any length") {
+    REQUIRE(DSP::AvailableProcessorLevels().back().strName == "SCALAR");
+    const std::vector<int> lengths = KernelLengths();
+    const int nTotal = std::accumulate(lengths.begin(), lengths.end(), 0);
+    for (const StreamKernel& kernel : Kernels()) {
+        CAPTURE(kernel.strName);
+        for (const bool bAnyBits : {false, true}) {
+            const auto left = bAnyBits ? AnyBits(3, nTotal) : AnyFloats(3, nTotal);
+            const auto right = bAnyBits ? AnyBits(4, nTotal) : AnyFloats(4, nTotal);
+            const auto run = [&](const std::vector<int>& cuts) {
+                Outputs outputs;
+                const Stream stream = kernel.start();
+                std::size_t uDone = 0;
+                for (const int n : cuts) {
+                    stream(left.data() + uDone, right.data() + uDone, n, outputs);
+                    uDone += static_cast<std::size_t>(n);
+                }
+                return outputs;
+            };
+            DSP::UseProcessorLevel(DSP::AvailableProcessorLevels().back());
+            const Outputs expected = run({nTotal});
+            AtEveryLevel([&] {
+                for (const auto& cuts :
+                     {lengths, {nTotal}, std::vector<int>(lengths.rbegin(), lengths.rend())}) {
+                    const Outputs outputs = run(cuts);
+                    for (std::size_t i = 0; i < expected.size(); ++i)
+                        CHECK(FirstDifference(outputs[i], expected[i]) == -1);
+                }
+            });
+        }
+    }
+}
+
+TEST_CASE("The dither's generator gives the numbers of its formula, and jumps to where as many draws lead") {
+    DSP::DitherRandom random(1);
+    // 214013 + 2531011 = 2745024 = 41 * 65536 + 58048, and so on by hand.
+    for (const int nExpected : {41, 18467, 6334, 26500, 19169})
+        CHECK(random.Next() == nExpected);
+    for (const std::uint32_t uDraws : {0u, 1u, 2u, 3u, 1000u, 65537u}) {
+        DSP::DitherRandom slow(77);
+        for (std::uint32_t i = 0; i < uDraws; ++i)
+            slow.Next();
+        CHECK(DSP::DitherRandom::After(uDraws)(77) == slow.State());
+    }
+}
+
+TEST_CASE("MultiRateFir: a NaN is gone once the last tap has passed it, phase by phase too") {
+    DSP::MultiRateFir fir;
+    std::vector<float> input(400, 0.5f), output(2000), taps(64, 1.0f);
+    fir.Process(input.data(), output.data(), 400);
+    CHECK(output == std::vector<float>(2000));
+    input[20] = std::numeric_limits<float>::quiet_NaN();
+    fir.Configure(taps.data(), 64, 5);
+    std::vector<float> phases(5 * 400);
+    float* pointers[5];
+    for (std::size_t p = 0; p < 5; ++p)
+        pointers[p] = &phases[p * 400];
+    fir.ProcessPhases(input.data(), pointers, 400);
+    fir.Reset();
+    fir.Process(input.data(), output.data(), 400);
+    for (std::size_t i = 0; i < 2000; ++i) {
+        const std::size_t uFrame = i / 5, uPhase = i % 5;
+        const float fExpected =
+            0.5f * static_cast<float>(std::min<std::size_t>(uFrame + 1, uPhase < 4 ? 13 : 12));
+        const bool bReached = uFrame >= 20 && uFrame < (uPhase < 4 ? 33 : 32);
+        REQUIRE(SameBits(output[i], bReached ? input[20] : fExpected));
+        REQUIRE(SameBits(phases[uPhase * 400 + uFrame], output[i]));
+    }
+}
