@@ -16,18 +16,6 @@ namespace Test {
 
 using Samples = std::vector<float>;
 
-/// Runs a copy of a stream through process(left, right, frames) in blocks of the given lengths, from a frame
-/// on. An empty right channel is mono, a null pointer.
-template <class Process>
-Stereo InBlocks(Stereo x, const std::vector<std::uint32_t>& cuts, Process&& process, std::size_t uFrom = 0) {
-    for (const std::uint32_t uFrames : cuts) {
-        process(x.left.data() + uFrom, x.right.empty() ? nullptr : x.right.data() + uFrom,
-                static_cast<int>(uFrames));
-        uFrom += uFrames;
-    }
-    return x;
-}
-
 /// The peaks of the frames: of the samples, or of the five points of a fivefold oversampling as well.
 inline std::vector<double> ModelPeaks(const Stereo& x, bool bInterSample) {
     const auto nFrames = static_cast<int>(x.left.size());
