@@ -3,12 +3,12 @@
 #include <memory>
 #include <numeric>
 #include <string>
-#include <tuple>
 
 #include "dsp/vector/CombBank.h"
 #include "dsp/vector/ExciterKernels.h"
 #include "dsp/vector/MultiRateFir.h"
 #include "dsp/vector/NoiseShaping.h"
+#include "tests/support/Signals.h"
 #include "tests/vector/KernelCases.h"
 
 using namespace Test;
@@ -88,20 +88,31 @@ Stream Shaper(std::size_t uOrder, DSP::DitherNoise noise, bool bLimit, bool bSte
     });
 }
 
+struct FirShape {
+    int nTaps, nUp, nPhase, nDown;
+
+    std::vector<float> Taps() const { return Noise(1, static_cast<std::size_t>(nTaps)); }
+    DSP::MultiRateFir Filter() const {
+        DSP::MultiRateFir fir;
+        fir.Configure(Taps().data(), nTaps, nUp, nPhase, nDown);
+        return fir;
+    }
+};
+constexpr FirShape kFirShapes[] = {{64, 5, 0, 1}, {64, 5, 0, 3}, {7, 3, 1, 2}, {33, 1, 0, 1}, {21, 1, 1, 4},
+                                   {12, 2, 2, 3}, {1, 1, 0, 1},  {2, 5, 0, 1}, {40, 7, 6, 7}, {600, 2, 0, 1}};
+
 /// A frame is an iteration: the samples are the filter's own.
-Stream Fir(int nTaps, int nUp, int nPhase, int nDown) {
-    DSP::MultiRateFir fir;
-    fir.Configure(AnyFloats(1, nTaps).data(), nTaps, nUp, nPhase, nDown);
-    return [=, samples = AnyFloats(2, 4000 * nDown), nDone = 0](const float*, const float*, int n,
-                                                                Outputs& outputs) mutable {
-        const float* const source = samples.data() + nDone * nDown;
+Stream Fir(const FirShape& shape) {
+    return [shape, fir = shape.Filter(), samples = AnyFloats(2, 4000 * shape.nDown), nDone = 0](
+               const float*, const float*, int n, Outputs& outputs) mutable {
+        const float* const source = samples.data() + nDone * shape.nDown;
         nDone += n;
-        Guarded<float> block(n * std::max(nUp, nDown), n % 4);
+        Guarded<float> block(n * std::max(shape.nUp, shape.nDown), n % 4);
         const bool bInPlace = n % 2 == 0;
-        if (bInPlace) std::copy_n(source, n * nDown, block.Data());
+        if (bInPlace) std::copy_n(source, n * shape.nDown, block.Data());
         fir.Process(bInPlace ? block.Data() : source, block.Data(), n);
         outputs.resize(1);
-        outputs[0].insert(outputs[0].end(), block.Data(), block.Data() + n * nUp);
+        outputs[0].insert(outputs[0].end(), block.Data(), block.Data() + n * shape.nUp);
         CHECK(block.Intact());
     };
 }
@@ -118,12 +129,8 @@ std::vector<StreamKernel> Kernels() {
                 kernels.push_back({"shaper", [=] { return Shaper(uOrder, noise, bLimit, uOrder != 2); }});
         }
     }
-    const int shapes[][4] = {{64, 5, 0, 1}, {64, 5, 0, 3}, {7, 3, 1, 2},  {33, 1, 0, 1}, {21, 1, 1, 4},
-                             {12, 2, 2, 3}, {1, 1, 0, 1},  {40, 7, 6, 7}, {600, 2, 0, 1}};
-    for (const auto& shape : shapes) {
-        const auto [nTaps, nUp, nPhase, nDown] = std::tuple(shape[0], shape[1], shape[2], shape[3]);
-        kernels.push_back({"multi-rate filter", [=] { return Fir(nTaps, nUp, nPhase, nDown); }});
-    }
+    for (const FirShape& shape : kFirShapes)
+        kernels.push_back({"multi-rate filter", [=] { return Fir(shape); }});
     return kernels;
 }
 
@@ -155,7 +162,7 @@ TEST_CASE("Kernels of streams give the bits of one lane at every level, in block
                      {lengths, {nTotal}, std::vector<int>(lengths.rbegin(), lengths.rend())}) {
                     const Outputs outputs = run(cuts);
                     for (std::size_t i = 0; i < expected.size(); ++i)
-                        CHECK(FirstDifference(outputs[i], expected[i]) == -1);
+                        CHECK(FirstDifference<float>(outputs[i], expected[i]) == -1);
                 }
             });
         }
@@ -175,26 +182,36 @@ TEST_CASE("The dither's generator gives the numbers of its formula, and jumps to
     }
 }
 
-TEST_CASE("MultiRateFir: a NaN is gone once the last tap has passed it, phase by phase too") {
-    DSP::MultiRateFir fir;
-    std::vector<float> input(400, 0.5f), output(2000), taps(64, 1.0f);
-    fir.Process(input.data(), output.data(), 400);
-    CHECK(output == std::vector<float>(2000));
-    input[20] = std::numeric_limits<float>::quiet_NaN();
-    fir.Configure(taps.data(), 64, 5);
-    std::vector<float> phases(5 * 400);
-    float* pointers[5];
-    for (std::size_t p = 0; p < 5; ++p)
-        pointers[p] = &phases[p * 400];
-    fir.ProcessPhases(input.data(), pointers, 400);
-    fir.Reset();
-    fir.Process(input.data(), output.data(), 400);
-    for (std::size_t i = 0; i < 2000; ++i) {
-        const std::size_t uFrame = i / 5, uPhase = i % 5;
-        const float fExpected =
-            0.5f * static_cast<float>(std::min<std::size_t>(uFrame + 1, uPhase < 4 ? 13 : 12));
-        const bool bReached = uFrame >= 20 && uFrame < (uPhase < 4 ? 33 : 32);
-        REQUIRE(SameBits(output[i], bReached ? input[20] : fExpected));
-        REQUIRE(SameBits(phases[uPhase * 400 + uFrame], output[i]));
+TEST_CASE("MultiRateFir: outputs are the sums of the definition, phase by phase too, and a NaN leaves it") {
+    for (const FirShape& shape : kFirShapes) {
+        const int nFrames = 300, nUp = shape.nUp;
+        CAPTURE(shape.nTaps);
+        CAPTURE(nUp);
+        auto input = Noise(2, static_cast<std::size_t>(nFrames * shape.nDown));
+        input[20] = std::numeric_limits<float>::quiet_NaN();
+        const auto taps = shape.Taps();
+        std::vector<float> expected, output(static_cast<std::size_t>(nFrames * nUp)), phases = output;
+        for (int k = 0; k < nFrames * nUp; ++k) {
+            const int m = k * shape.nDown + shape.nPhase;
+            float fSum = 0.0f;
+            for (int j = 0; nUp * j + m % nUp < shape.nTaps; ++j) {
+                const float fTap = taps[static_cast<std::size_t>(nUp * j + m % nUp)];
+                const float fProduct =
+                    m / nUp < j ? 0.0f : fTap * input[static_cast<std::size_t>(m / nUp - j)];
+                fSum = j == 0 ? fProduct : fSum + fProduct;
+            }
+            expected.push_back(fSum);
+        }
+        shape.Filter().Process(input.data(), output.data(), nFrames);
+        CHECK(FirstDifference<float>(output, expected) == -1);
+        if (shape.nDown != 1) continue;
+        std::vector<float*> pointers;
+        for (int p = 0; p < nUp; ++p)
+            pointers.push_back(phases.data() + p * nFrames);
+        shape.Filter().ProcessPhases(input.data(), pointers.data(), nFrames);
+        for (std::size_t i = 0; i < phases.size(); ++i) {
+            const auto uUp = static_cast<std::size_t>(nUp);
+            REQUIRE(SameBits(phases[i % uUp * 300 + i / uUp], expected[i]));
+        }
     }
 }
