@@ -103,21 +103,7 @@ TEST_CASE("Phase: the trace is the last 500 points in order of time, while it is
     CHECK(f.phase.Trace().back() == Phase::Point{62, 62});
 }
 
-TEST_CASE("Phase: pairs of known correlation land in its bin, from the second lap on") {
-    struct Case {
-        double fPhase;
-        std::size_t uBin;
-    };
-    // Bin round((cos + 1) / 2 * 123), at most 122.
-    for (const Case c : {Case{0.0, 122}, Case{std::numbers::pi, 0}, Case{std::numbers::pi / 3, 92},
-                         Case{2 * std::numbers::pi / 3, 31}}) {
-        Fixture f;
-        f.Feed(Sine(0.0, 5 * kLap + 100), Sine(c.fPhase, 5 * kLap + 100));
-        CAPTURE(c.fPhase);
-        CHECK(f.phase.Histogram()[c.uBin] == 4);
-        CHECK(f.Total() == 4);
-    }
-    // Silence correlates fully, and so does one quiet channel.
+TEST_CASE("Phase: silence correlates fully, and so does one quiet channel") {
     Fixture f;
     f.Feed(Samples(3 * kLap), Samples(3 * kLap));
     f.Feed(Samples(kLap, 0.00009f), Samples(kLap, -0.5f));

@@ -49,27 +49,21 @@ std::vector<float> SinePeriod(double fAmplitude) {
 TEST_CASE("Tape gives the same bits at every level, those of an exact sine in all but a few samples") {
     const DSP::ExciterTapeLaw law{3.1622776f, 1.0f, 0.0f};
     // Dense around full scale, then around the angles where the sine vanishes, then of any magnitude.
-    std::vector<float> input;
+    std::vector<float> input = Test::AnyBits(5, 20001);
     for (int i = -150000; i <= 150000; ++i)
         input.push_back(static_cast<float>(i) * 1.7e-5f);
     for (int k = 1; k < 20000; ++k) {
         const float fZero = static_cast<float>(k / (3.1622776 * 0.5 * 0.800000011920929));
-        for (const float fTowards : {-1e9f, 1e9f})
-            input.push_back(std::nextafter(fZero, fTowards));
+        input.insert(input.end(), {std::nextafter(fZero, -1e9f), std::nextafter(fZero, 1e9f)});
     }
-    for (const float x : Test::AnyBits(5, 20001))
-        input.push_back(x);
-
     std::vector<float> reference;
     Test::AtEveryLevel([&] {
         std::vector<float> output = input;
-        DSP::ExciterTape(law, output.data(), static_cast<int>(output.size()));
+        // Lanes do not know each other: the length of a block does not matter.
+        DSP::ExciterTape(law, output.data(), 3);
+        DSP::ExciterTape(law, output.data() + 3, static_cast<int>(output.size()) - 3);
         if (reference.empty()) reference = output;
         CHECK(Test::FirstDifference(output, reference) == -1);
-        // Lanes do not know each other: an odd start gives the same.
-        std::vector<float> shifted(input.begin() + 3, input.end());
-        DSP::ExciterTape(law, shifted.data(), static_cast<int>(shifted.size()));
-        CHECK(Test::FirstDifference(shifted, {reference.begin() + 3, reference.end()}) == -1);
     });
     int nDifferent = 0;
     for (std::size_t i = 0; i < input.size(); ++i) {

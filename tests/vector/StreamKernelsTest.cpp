@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <numeric>
@@ -6,6 +7,8 @@
 
 #include "dsp/vector/CombBank.h"
 #include "dsp/vector/ExciterKernels.h"
+#include "dsp/vector/LimiterCurve.h"
+#include "dsp/vector/LimiterPeaks.h"
 #include "dsp/vector/MultiRateFir.h"
 #include "dsp/vector/NoiseShaping.h"
 #include "tests/support/Signals.h"
@@ -117,12 +120,81 @@ Stream Fir(const FirShape& shape) {
     };
 }
 
+/// A kernel that looks around each of its elements: it gets the place in a long signal of levels, with 300 to
+/// either side, and gives a value each.
+template <class Process>
+Stream Around(Process process) {
+    auto levels = AnyFloats(5, 4000);
+    for (float& fLevel : levels)
+        fLevel = std::isfinite(fLevel) ? std::min(std::abs(fLevel), 2.0f) : 0.0f;
+    return [=, nDone = 300](const float*, const float*, int n, Outputs& outputs) mutable {
+        Guarded<float> results(n, n % 4);
+        process(levels.data() + nDone, results.Data(), n);
+        nDone += n;
+        outputs.resize(1);
+        outputs[0].insert(outputs[0].end(), results.Data(), results.Data() + n);
+        CHECK(results.Intact());
+    };
+}
+
+Stream Sliding(int nWidth, bool bMaximum) {
+    return Around([=](const float* x, float* results, int n) {
+        // The scratch is the source, or between guards.
+        std::vector<float> source(x, x + n + nWidth - 1);
+        Guarded<float> scratch(source, n % 3);
+        if (bMaximum) {
+            DSP::SlidingMaximum(source.data(), nWidth, scratch.Data(), results, n);
+        } else {
+            DSP::SlidingMinimum(scratch.Data(), nWidth, scratch.Data(), results, n);
+        }
+        CHECK(scratch.Intact());
+    });
+}
+
+Stream Smoothing(int nHalf) {
+    return Around(
+        [taps = Noise(6, static_cast<std::size_t>(nHalf) + 1), nHalf](const float* x, float* results, int n) {
+            DSP::SmoothSymmetric(taps.data(), nHalf, x, results, n);
+        });
+}
+
+/// The moving sum of steps, carried along within a block.
+void StepSums(const float* x, float* results, int n) {
+    constexpr int kSteps = 217;
+    std::vector<double> changes(static_cast<std::size_t>(n));
+    DSP::StepSumChanges(x, kSteps, changes.data(), n);
+    double fSum = DSP::StepSum(x, kSteps), fPlain = 0.0;
+    for (int j = 0; j < kSteps; ++j)
+        fPlain += std::abs(double{x[j + 1]} - double{x[j]});
+    CHECK(std::abs(fSum - fPlain) < kSteps * 0x1p-33 * 1.01);
+    for (int i = 0; i < n; ++i) {
+        results[i] = static_cast<float>(fSum * 0x1p32 - std::floor(fSum * 0x1p10) * 0x1p22);
+        fSum += changes[static_cast<std::size_t>(i)];
+    }
+}
+
+/// The phases of both channels begin at places of their own.
+void Oversampled(const float* x, float* results, int n) {
+    const float* phases[10];
+    for (int p = 0; p < 10; ++p)
+        phases[p] = x + 20 * p - 100;
+    DSP::OversampledPeaks(phases, phases + 5, x, results, n);
+}
+
 std::vector<StreamKernel> Kernels() {
     std::vector<StreamKernel> kernels = {{"tube", [] { return Tube(true); }},
                                          {"tube in mono", [] { return Tube(false); }},
+                                         {"steps", [] { return Around(&StepSums); }},
+                                         {"oversampled peaks", [] { return Around(&Oversampled); }},
                                          {"comb bank", [] { return CombBanks(1116, false); }}};
     for (const int nShortest : {DSP::kCombChunk, 225})
         kernels.push_back({"comb banks", [=] { return CombBanks(nShortest, true); }});
+    for (const int nWidth : {1, 2, 3, 4, 5, 17, 64, 65, 129, 200, 257}) {
+        for (const bool bMaximum : {false, true})
+            kernels.push_back({"sliding extreme", [=] { return Sliding(nWidth, bMaximum); }});
+    }
+    for (const int nHalf : {0, 1, 8, 32, 128})
+        kernels.push_back({"smoothing", [=] { return Smoothing(nHalf); }});
     for (const std::size_t uOrder : {0u, 1u, 2u, 3u, 9u, 12u, 39u, 60u}) {
         for (const auto noise : {DSP::DitherNoise::kUniform, DSP::DitherNoise::kHighPass}) {
             for (const bool bLimit : {false, true})
