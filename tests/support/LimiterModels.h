@@ -21,21 +21,14 @@ inline std::vector<double> ModelPeaks(const Stereo& x, bool bInterSample) {
     const auto nFrames = static_cast<int>(x.left.size());
     std::vector<double> peaks(x.left.size(), 0.0);
     // 63 taps of a sinc at the fivefold rate under a Kaiser window of beta 5, scaled to the sum 5.
-    const auto bessel = [](double z) {
-        double fTerm = 1.0, fSum = 1.0;
-        for (int j = 1; j < 60; ++j) {
-            fTerm *= z / 2.0 / j;
-            fSum += fTerm * fTerm;
-        }
-        return fSum;
-    };
     std::array<double, 63> taps;
     double fTapSum = 0.0;
     for (int i = 0; i < 63; ++i) {
         const double t = (i - 31) / 31.0;
         const double a = (i - 31) * std::numbers::pi / 5.0;
-        taps[static_cast<std::size_t>(i)] =
-            (i == 31 ? 1.0 : std::sin(a) / a) * bessel(5.0 * std::sqrt(1.0 - t * t)) / bessel(5.0);
+        taps[static_cast<std::size_t>(i)] = (i == 31 ? 1.0 : std::sin(a) / a) *
+                                            std::cyl_bessel_i(0.0, 5.0 * std::sqrt(1.0 - t * t)) /
+                                            std::cyl_bessel_i(0.0, 5.0);
         fTapSum += taps[static_cast<std::size_t>(i)];
     }
     for (double& tap : taps)

@@ -44,7 +44,8 @@ void Store(HostSample sample, float fLevel, Bytes& bytes) {
     unsigned char raw[8];
     std::memcpy(raw, &fWide, sizeof fWide);
     if (sample == HostSample::Float32) std::memcpy(raw, &fLevel, sizeof fLevel);
-    const long long n = Quantised(sample, fLevel) + (sample == HostSample::Unsigned8 ? 128 : 0);
+    const long long nZero = sample == HostSample::Unsigned8 ? 128 : 0;
+    const long long n = IsFloat(sample) ? 0 : nZero + Quantised(sample, fLevel);
     for (int i = 0; i < DSP::BytesPerSample(sample); ++i)
         bytes.push_back(IsFloat(sample) ? raw[i] : static_cast<unsigned char>(n >> (8 * i)));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -104,17 +105,8 @@ int FirstDifference(const std::vector<T>& a, const std::vector<T>& b) {
 
 /// Samples around full scale, with every kind of special number among them.
 inline std::vector<float> AnyFloats(unsigned uSeed, int nLength) {
-    using Limits = std::numeric_limits<float>;
-    constexpr float kSpecial[] = {0.0f,
-                                  -0.0f,
-                                  1.0f,
-                                  -1.0f,
-                                  Limits::infinity(),
-                                  -Limits::infinity(),
-                                  Limits::quiet_NaN(),
-                                  Limits::denorm_min(),
-                                  Limits::max(),
-                                  -Limits::min()};
+    constexpr float kSpecial[] = {0.0f,      -0.0f, 1.0f,         -1.0f,   INFINITY,
+                                  -INFINITY, NAN,   FLT_TRUE_MIN, FLT_MAX, -FLT_MIN};
     std::mt19937 generator(uSeed);
     std::uniform_real_distribution<float> level(-2.0f, 2.0f);
     std::vector<float> samples(static_cast<std::size_t>(nLength));
