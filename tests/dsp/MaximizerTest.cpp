@@ -95,12 +95,16 @@ TEST_CASE("Intelligent takes off what its model takes off, at every rate and cha
         CAPTURE(c.bInterSample);
         const Test::LookAheadModel model(static_cast<int>(c.uRate), double{c.fThresholdDb},
                                          double{c.fCharacter} * 0.15);
-        Rig rig(Maximizer::kIntelligent, x, c.fThresholdDb, -1, c.bInterSample, c.uRate);
+        Rig rig(Maximizer::kIntelligent, x, c.fThresholdDb, -1, c.bInterSample);
         rig.component.SetFloat(kCharacter, c.fCharacter);
+        // Another rate on the way changes nothing.
+        rig.maximizer.SetSampleRate(32000);
+        rig.Run(100);
+        rig.maximizer.SetSampleRate(c.uRate);
         const auto reduction = model.Reduction(Test::ModelPeaks(x, c.bInterSample));
         const auto uDelay = static_cast<std::size_t>(model.LookAhead());
         CHECK(rig.maximizer.GetLatency() == uDelay);
-        CHECK(WorstGainError(x, rig.Run(20000).x, reduction, -1.0 - double{c.fThresholdDb}, uDelay) <
+        CHECK(WorstGainError(x, rig.Render(x), reduction, -1.0 - double{c.fThresholdDb}, uDelay) <
               kTolerance);
         const double fMost =
             *std::max_element(reduction.begin(), reduction.end() - static_cast<std::ptrdiff_t>(uDelay));

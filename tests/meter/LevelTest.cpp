@@ -81,19 +81,20 @@ TEST_CASE("Level: values and held values are those of the definition, however cu
                 Model(samples, nType == kRms, static_cast<std::size_t>(std::lround(uRate * 0.010)),
                       static_cast<std::size_t>(std::lround(uRate * 0.005)));
             Fixture f;
-            f.level.SetSampleRate(uRate);
             f.level.SetInt(kType, nType);
             f.level.SetInt(kRmsTime, 0);
+            f.level.SetInt(kHoldTime, 0);
+            f.level.SetSampleRate(uRate);
             for (const std::uint32_t uLongest : {1u << 20, 300u}) {
-                // A new hold time drops what is held, a reset the rest.
-                f.level.SetInt(kHoldTime, 1);
-                f.level.SetInt(kHoldTime, 0);
-                f.level.ClearState();
                 f.Feed(samples, uLongest);
                 const auto reading = f.level.Read(0);
                 CHECK(reading.fValue == doctest::Approx(expected.fValue).epsilon(1e-6));
                 CHECK(reading.fHeld == doctest::Approx(expected.fHeld).epsilon(1e-6));
                 CHECK(reading.fHeld > 0.0f);
+                // A new hold time drops what is held, a reset the rest.
+                f.level.SetInt(kHoldTime, 1);
+                f.level.SetInt(kHoldTime, 0);
+                f.level.ClearState();
             }
         }
     }

@@ -36,10 +36,11 @@ TEST_CASE("Bit: the first sample of a block shows the bits of its rounded magnit
         std::uint32_t uPattern;
     };
     const float fStep = std::ldexp(1.0f, -23);
-    for (const Case c : {Case{0.0f, 0}, Case{0.5f, 0x400000}, Case{-0.5f, 0x400000}, Case{0.75f, 0x600000},
-                         Case{fStep, 1}, Case{-3 * fStep, 3}, Case{0.5f * fStep, 1}, Case{0.49f * fStep, 0},
-                         Case{1.0f - fStep, 0x7fffff}, Case{1.0f - 0.5f * fStep, 0}, Case{1.0f, 0},
-                         Case{2.0f, 0}, Case{-1.0f, 0}, Case{kInfinity, 0}, Case{kNan, 0}}) {
+    for (const Case c :
+         {Case{0.0f, 0}, Case{0.5f, 0x400000}, Case{-0.5f, 0x400000}, Case{0.75f, 0x600000}, Case{fStep, 1},
+          Case{-3 * fStep, 3}, Case{0.5f * fStep, 1}, Case{std::nextafter(0.5f * fStep, 0.0f), 0},
+          Case{1.0f - fStep, 0x7fffff}, Case{1.0f - 0.5f * fStep, 0}, Case{1.0f, 0}, Case{2.0f, 0},
+          Case{-1.0f, 0}, Case{kInfinity, 0}, Case{kNan, 0}}) {
         CAPTURE(c.fSample);
         const float left[] = {c.fSample, 0.3f}, right[] = {0.25f, 0.3f};
         bit.Measure(2, left, right);

@@ -123,18 +123,16 @@ TEST_CASE("Spectrum: bands are the mean power of their bins, at rates with and w
             REQUIRE(bands.Values().size() == expected.size());
             for (b = 0; b < expected.size(); ++b) {
                 CAPTURE(b);
-                CHECK(bands.Values()[b] == doctest::Approx(expected[b]).epsilon(1e-5));
+                CHECK(std::abs(bands.Values()[b] - expected[b]) <= 1e-5f * expected[b]);
+                const double fUpper = b + 1 < edges.size() ? edges[b + 1] : edges[b];
+                CHECK(double{bands.Frequencies()[b]} ==
+                      doctest::Approx((edges[b] + fUpper) / 2).epsilon(1e-6));
             }
         }
     }
 }
 
-TEST_CASE("Spectrum: bands have their middle frequencies, and at any rate a bin to show") {
-    SpectrumAnalyzer bands({SpectrumType::ThirdOctave, 0, 3, 5, 4, 44100});
-    REQUIRE(bands.Values().size() == 32);
-    CHECK(bands.Frequencies()[0] == doctest::Approx(22.599).epsilon(1e-5));
-    CHECK(bands.Frequencies()[31] == doctest::Approx(25803.184).epsilon(1e-7));
-    // At a rate so high that the lowest bands hold no bin they show the first that has some.
+TEST_CASE("Spectrum: at a rate so high that the lowest bands hold no bin they show the first that has some") {
     const auto layout = LayOutBands(SpectrumBandEdges(SpectrumType::ThirdOctave), 384000, 8192);
     CHECK(layout[0].nFirst == 1);
     CHECK(layout[0].nEnd == 2);
