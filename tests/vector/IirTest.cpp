@@ -267,6 +267,9 @@ TEST_CASE("Iir: what is refused touches nothing") {
     const DSP::IirLink links[] = {{two.State(), nullptr}, {one.State(), nullptr}};
     CHECK(DSP::VectorIirProcessSeries(l.data(), r.data(), l.data(), r.data(), 64, links, 2) ==
           DSP::kVectorNullPointer);
+    const DSP::IirLink whole{two.State(), one.State()};
+    CHECK(DSP::VectorIirProcessSeries(l.data(), r.data(), l.data(), nullptr, 64, &whole, 1) ==
+          DSP::kVectorNullPointer);
     CHECK(l == before);
     CHECK(DSP::VectorIirProcessSeries(l.data(), nullptr, l.data(), nullptr, 64, links, 2) == DSP::kVectorOk);
 }
