@@ -2,10 +2,8 @@
 
 #include <doctest/doctest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <vector>
 
 #include "tests/support/Signals.h"
 
@@ -50,34 +48,4 @@ TEST_CASE("LevelHistogram: a bin is the highest whose threshold the level does n
         CHECK(histogram.BinOf(x) == 0);
     for (float x : {0.0f, -0.0f, -1.0f, 1e-40f, -kInfinity, std::numeric_limits<float>::quiet_NaN()})
         CHECK(histogram.BinOf(x) == 127);
-}
-
-TEST_CASE("LevelHistogram: the counts are those of a recount of the last 44100 levels") {
-    Test::Random random(2);
-    std::vector<float> levels(130000);
-    float fHeld = 0.5f;
-    for (float& fLevel : levels) {
-        // Stretches of one level, then stretches of noise: counting in groups meets both.
-        if (random.Next() % 20 == 0) fHeld = RandomLevel(random);
-        fLevel = random.Next() % 400 < 200 ? fHeld : RandomLevel(random);
-    }
-    LevelHistogram histogram;
-    for (std::uint32_t uLongest : {1u, 7u, 500u, 60000u}) {
-        std::size_t uPosition = 0;
-        std::size_t uNextLook = 10000;
-        for (std::uint32_t uLength : Test::RandomCuts(3, 130000, uLongest)) {
-            histogram.Add(levels.data() + uPosition, static_cast<int>(uLength));
-            uPosition += uLength;
-            if (uPosition < uNextLook && uPosition < levels.size()) continue;
-            uNextLook = uPosition + 30000;
-            LevelHistogram::CountTable expected{};
-            for (std::size_t i = uPosition > 44100 ? uPosition - 44100 : 0; i < uPosition; ++i)
-                ++expected[SlowBin(levels[i])];
-            CAPTURE(uLongest);
-            CAPTURE(uPosition);
-            CHECK(histogram.Counts() == expected);
-        }
-        histogram.Reset();
-        CHECK(histogram.Counts() == LevelHistogram::CountTable{});
-    }
 }
