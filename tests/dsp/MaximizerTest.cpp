@@ -303,6 +303,7 @@ TEST_CASE(
         CHECK(dirty.maximizer.Histogram() == fresh.maximizer.Histogram());
         dirty.component.SetInt(0, nMode);
         dirty.maximizer.ClearState();
+        CHECK(dirty.maximizer.MinimumGain() == 1.0f);
         CHECK(Same(render(dirty, nMode, 700), expected));
     }
 }

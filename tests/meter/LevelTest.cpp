@@ -167,6 +167,9 @@ TEST_CASE("Level: a read lets the peak begin anew at the next block, a held valu
     reads(0.0f, 0.5f);
     f.level.ClearState();
     reads(0.0f, 0.5f);
+    // Another window begins with nothing held.
+    f.level.SetSampleRate(48000);
+    reads(0.0f, 0.0f);
 }
 
 TEST_CASE("Level: after NaN, infinity and huge samples the reading is right as soon as they are out") {
