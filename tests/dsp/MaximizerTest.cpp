@@ -175,7 +175,7 @@ TEST_CASE("Brickwall never lets a sample over the margin, at any rate, threshold
 }
 
 TEST_CASE(
-    "Below the threshold every mode delays and scales, bit by bit, and mono is as beside a silent right") {
+    "Below the threshold every mode delays and does nothing else, and mono is as beside a silent right") {
     const Stereo x = Test::StereoNoise(1, 5000, static_cast<float>(Linear(-5)));
     Stereo loud = Test::StereoBursts(71, 6000, 4.0f);
     loud.right.assign(6000, 0.0f);

@@ -46,7 +46,7 @@ Stream InPlace(Process process) {
 }
 
 struct CombRings {
-    CombRings(int nShortest) {
+    explicit CombRings(int nShortest) {
         const auto add = [&](auto& line, int nLength) {
             rings.emplace_back(static_cast<std::size_t>(nLength));
             line.ring = rings.back().data();
