@@ -97,3 +97,29 @@ TEST_CASE("Setters keep to their ranges, and only a change makes the plug-in dir
         parameter.Set(parameter.Default());
     }
 }
+
+TEST_CASE("What runs and how long it takes follows every switch and choice at once, without a new start") {
+    TestPlugin plugin;
+    Test::ChainMode{{}, {}, Test::SwitchedOn(plugin, {})}.ApplyTo(plugin);
+    plugin.BeginStreaming(44100);
+    const auto chain = [&] {
+        std::vector<std::uint32_t> numbers{plugin.GetTransform().SystemDelay()};
+        for (const Component* const component : plugin.Components())
+            numbers.push_back(component->Active());
+        return numbers;
+    };
+    for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
+        if (!Test::IsOfTheSound(parameter) || parameter.Group() == ParameterGroup::Float) continue;
+        const double fBefore = parameter.Get();
+        for (double fValue = parameter.Min(); fValue <= parameter.Max(); ++fValue) {
+            parameter.Set(fValue);
+            plugin.FinishBackgroundWork();
+            const auto followed = chain();
+            plugin.GetTransform().RequestActivityUpdate();
+            CAPTURE(parameter.Name());
+            CAPTURE(fValue);
+            CHECK(followed == chain());
+        }
+        parameter.Set(fBefore);
+    }
+}
