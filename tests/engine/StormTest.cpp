@@ -7,7 +7,9 @@
 
 #include "dsp/CrossOver.h"
 #include "dsp/Parametric.h"
+#include "dsp/vector/Dispatch.h"
 #include "tests/support/ChainModes.h"
+#include "tests/support/Sanitized.h"
 
 using Test::Random;
 using Test::TestPlugin;
@@ -88,7 +90,15 @@ public:
             m_fSeen = m_fSeen + parameter.Get();
         DSP::ResponseCurve curve;
         Find<DSP::CrossOver>("CrossOver").ComputeBandResponse(random.Between(0, 3), curve);
-        Find<DSP::Equalizer::Parametric>("Equalizer::Parametric").TotalResponse(curve);
+        auto& equalizer = Find<DSP::Equalizer::Parametric>("Equalizer::Parametric");
+        equalizer.TotalResponse(curve);
+        equalizer.NodeResponse(random.Between(0, 7), curve);
+        equalizer.MatchingResponse(curve);
+        // What the editor does without a parameter, and takes back.
+        equalizer.SetAuditionFilter(1000.0f, std::nullopt, std::nullopt);
+        m_plugin.GetTransform().Snapshots()->SetTarget(8);
+        m_plugin.GetTransform().Snapshots()->SetTarget(0);
+        equalizer.ClearAuditionFilter();
         m_plugin.FinishBackgroundWork();
     }
 
@@ -142,6 +152,8 @@ TEST_CASE("A storm of settings, states, presets, automation and rates leaves the
     const std::uint64_t uSeed = FromEnvironment("VESCA_STORM_SEED", 1);
     const std::uint64_t uRounds = FromEnvironment("VESCA_STORM_ROUNDS", 1);
     CAPTURE(uSeed);
+    // The thread sanitizer sees no access that is wider than 16 bytes.
+    if (Test::kThreadSanitized) DSP::UseProcessorLevel(DSP::AvailableProcessorLevels().back());
     StormPlugin plugin;
     Storm storm(plugin);
     plugin.BeginStreaming(44100);
