@@ -2,7 +2,6 @@
 
 #include <doctest/doctest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -10,23 +9,10 @@
 #include <vector>
 
 #include "dsp/Parametric.h"
-#include "tests/support/Signals.h"
+#include "tests/dsp/StreamRig.h"
 #include "tests/support/TestContext.h"
 
 namespace Test {
-
-struct StereoSignal {
-    std::vector<float> left;
-    std::vector<float> right;  ///< empty: mono
-};
-
-inline StereoSignal StereoNoise(std::uint64_t uSeed, std::size_t uLength) {
-    return {Noise(uSeed, uLength), Noise(uSeed + 1000, uLength)};
-}
-
-inline bool SameBits(const StereoSignal& a, const StereoSignal& b) {
-    return FirstDifference(a.left, b.left) == -1 && FirstDifference(a.right, b.right) == -1;
-}
 
 /// The equalizer on its own, with its parameters by name.
 struct EqualizerFixture {
@@ -36,7 +22,6 @@ struct EqualizerFixture {
     void Float(const std::string& strName, float fValue) {
         eq.SetFloat(Find(ParameterGroup::Float, strName), fValue);
     }
-    float Float(const std::string& strName) { return eq.GetFloat(Find(ParameterGroup::Float, strName)); }
     void Bool(const std::string& strName, bool bValue) {
         eq.SetBool(Find(ParameterGroup::Bool, strName), bValue);
     }
@@ -51,27 +36,9 @@ struct EqualizerFixture {
         return 0;
     }
 
-    void Process(std::uint32_t uFrames, float* left, float* right) {
-        eq.ProcessAutomated({uRate, 0, 50, nullptr}, uFrames, left, right, true);
-    }
-
     /// Runs a signal in the given cuts, over and over.
-    StereoSignal Render(StereoSignal signal, const std::vector<std::uint32_t>& cuts) {
-        std::size_t uDone = 0;
-        for (std::size_t i = 0; uDone < signal.left.size(); ++i) {
-            const auto uLength = static_cast<std::uint32_t>(
-                std::min<std::size_t>(cuts[i % cuts.size()], signal.left.size() - uDone));
-            Process(uLength, signal.left.data() + uDone,
-                    signal.right.empty() ? nullptr : signal.right.data() + uDone);
-            uDone += uLength;
-        }
-        return signal;
-    }
-    StereoSignal Render(const StereoSignal& signal) { return Render(signal, {512}); }
-
-    void SetRate(std::uint32_t uNewRate) {
-        uRate = uNewRate;
-        eq.SetSampleRate(uNewRate);
+    Stereo Render(const Stereo& signal, const std::vector<std::uint32_t>& cuts = {512}) {
+        return RunCut(eq, signal, cuts);
     }
 
     /// Nodes of every shape, so that a state has something to hold.
@@ -83,12 +50,10 @@ struct EqualizerFixture {
         eq.SetNode(6, 9000.0f, 0.0f, 1.2f, DSP::Equalizer::Shape::LowPass);
         eq.SetNode(7, 6000.0f, 3.0f, 1.0f, DSP::Equalizer::Shape::HighShelf);
     }
-
-    std::uint32_t uRate = 44100;
 };
 
-/// |H| of an impulse response at a frequency.
-inline double MagnitudeAt(const std::vector<float>& response, double fHz, double fRate) {
+/// What an impulse response does to a frequency, in dB.
+inline double DbAt(const std::vector<float>& response, double fHz, double fRate) {
     // Horner's rule, from the end.
     const std::complex<double> z = std::polar(1.0, -2.0 * std::numbers::pi * fHz / fRate);
     double re = 0.0;
@@ -98,11 +63,7 @@ inline double MagnitudeAt(const std::vector<float>& response, double fHz, double
         im = re * z.imag() + im * z.real();
         re = fNew;
     }
-    return std::hypot(re, im);
-}
-
-inline double Db(double fMagnitude) {
-    return 20.0 * std::log10(fMagnitude);
+    return 20.0 * std::log10(std::hypot(re, im));
 }
 
 }  // namespace Test
