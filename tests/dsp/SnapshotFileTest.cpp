@@ -2,8 +2,9 @@
 
 #include <doctest/doctest.h>
 
-#include <bit>
-#include <cstring>
+#include <algorithm>
+#include <type_traits>
+#include <utility>
 
 #include "hvBase/Util/ByteStream.h"
 #include "hvBase/Util/Exception.h"
@@ -14,66 +15,44 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-void Put(Bytes& bytes, std::uint32_t uValue) {
-    for (int nShift = 0; nShift < 32; nShift += 8)
-        bytes.push_back(static_cast<std::uint8_t>(uValue >> nShift));
+SnapshotRecord Example(std::size_t i) {
+    return {"slot" + std::to_string(i), {20, 1000}, {-1, -2}};
 }
 
-void Put(Bytes& bytes, const SnapshotRecord& record) {
-    Put(bytes, static_cast<std::uint32_t>(record.strName.size()));
-    bytes.insert(bytes.end(), record.strName.begin(), record.strName.end());
-    Put(bytes, static_cast<std::uint32_t>(record.frequencies.size()));
-    for (const float f : record.frequencies)
-        Put(bytes, std::bit_cast<std::uint32_t>(f));
-    for (const float f : record.levels)
-        Put(bytes, std::bit_cast<std::uint32_t>(f));
+/// The same as it lies in a file: name and points, each behind their number, and the frequencies first.
+Bytes ExampleBytes(std::size_t i) {
+    return {5, 0,    0,    0, 's', 'l',  'o',  't',  static_cast<std::uint8_t>('0' + i),
+            2, 0,    0,    0, 0,   0,    0xA0, 0x41, 0,
+            0, 0x7A, 0x44, 0, 0,   0x80, 0xBF, 0,    0,
+            0, 0xC0};
 }
 
-SnapshotRecord Example(std::uint32_t i) {
-    SnapshotRecord record{"slot " + std::string(i, 'x'), {}, {}};
-    for (std::uint32_t n = 0; n <= i; ++n) {
-        record.frequencies.push_back(static_cast<float>(10 * n + i));
-        record.levels.push_back(-0.5f * static_cast<float>(n) - static_cast<float>(i));
-    }
-    return record;
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
 }
 
 SnapshotState ExampleState() {
     SnapshotState state{9, 3, {}, {true, false, false, true, false, true, true, false}, {false, true}};
-    for (std::uint32_t i = 0; i < 8; ++i)
+    for (std::size_t i = 0; i < 8; ++i)
         state.slots[i] = Example(i);
     return state;
 }
 
-Bytes Single() {
-    Bytes bytes;
-    Put(bytes, 0x32624132u);
-    Put(bytes, 1u);
-    Put(bytes, Example(2));
-    return bytes;
-}
+const Bytes kSingle = Bytes{0x32, 0x41, 0x62, 0x32, 1, 0, 0, 0} + ExampleBytes(2);
 
-Bytes Set() {
-    Bytes bytes;
-    Put(bytes, 0x51144122u);
-    Put(bytes, 1u);
-    for (std::uint32_t i = 0; i < 8; ++i)
-        Put(bytes, Example(i));
+Bytes SetBytes() {
+    Bytes bytes{0x22, 0x41, 0x14, 0x51, 1, 0, 0, 0};
+    for (std::size_t i = 0; i < 8; ++i)
+        bytes = bytes + ExampleBytes(i);
     return bytes;
 }
 
 Bytes StateBytes() {
-    const SnapshotState state = ExampleState();
-    Bytes bytes;
-    for (const std::uint32_t u : {0x41872321u, 1u, 9u, 3u})
-        Put(bytes, u);
-    for (std::uint32_t i = 0; i < 8; ++i) {
-        Put(bytes, state.slots[i]);
-        Put(bytes, state.visible[i] ? 1u : 0u);
-    }
-    Put(bytes, 0u);
-    Put(bytes, 1u);
-    return bytes;
+    Bytes bytes{0x21, 0x23, 0x87, 0x41, 1, 0, 0, 0, 9, 0, 0, 0, 3, 0, 0, 0};
+    for (std::size_t i = 0; i < 8; ++i)
+        bytes = bytes + ExampleBytes(i) + Bytes{ExampleState().visible[i], 0, 0, 0};
+    return bytes + Bytes{0, 0, 0, 0, 1, 0, 0, 0};
 }
 
 template <class Write, class Value>
@@ -83,48 +62,43 @@ Bytes Written(Write write, const Value& value) {
     return stream.TakeBytes();
 }
 
-/// Whether the bytes are read to the end without a failure.
-bool Read(Bytes bytes, SnapshotSet& slots, std::uint32_t iSlot = 5) {
+/// Whether the bytes are read to the end without a failure; a single record goes into slot 5.
+template <class Value>
+bool Read(Bytes bytes, Value& value) {
     Util::ByteStream stream(std::move(bytes));
     try {
-        ReadSnapshots(stream, slots, iSlot);
+        if constexpr (std::is_same_v<Value, SnapshotSet>) {
+            ReadSnapshots(stream, value, 5);
+        } else {
+            ReadSnapshotState(stream, value);
+        }
         return true;
     } catch (const Exception::Base&) {
         return false;
     }
 }
 
-bool Read(Bytes bytes, SnapshotState& state) {
-    Util::ByteStream stream(std::move(bytes));
-    try {
-        ReadSnapshotState(stream, state);
-        return true;
-    } catch (const Exception::Base&) {
-        return false;
-    }
-}
-
+/// The bytes with four others at a place.
 Bytes With(Bytes bytes, std::size_t uOffset, std::uint32_t uValue) {
-    Bytes four;
-    Put(four, uValue);
-    std::memcpy(bytes.data() + uOffset, four.data(), 4);
+    for (std::size_t i = 0; i < 4; ++i)
+        bytes[uOffset + i] = static_cast<std::uint8_t>(uValue >> (8 * i));
     return bytes;
 }
 
 }  // namespace
 
 TEST_CASE("Snapshot files have their layout byte for byte, and give back what was written") {
-    CHECK(Written(WriteSnapshot, Example(2)) == Single());
-    CHECK(Written(WriteSnapshotSet, ExampleState().slots) == Set());
+    CHECK(Written(WriteSnapshot, Example(2)) == kSingle);
+    CHECK(Written(WriteSnapshotSet, ExampleState().slots) == SetBytes());
     CHECK(Written(WriteSnapshotState, ExampleState()) == StateBytes());
 
     SnapshotSet slots = FactorySnapshots();
     CHECK(slots[7] == SnapshotRecord{"H", {20, 20000}, {-200, -200}});
     SnapshotSet expected = slots;
     expected[5] = Example(2);
-    CHECK(Read(Single(), slots));
+    CHECK(Read(kSingle, slots));
     CHECK(slots == expected);
-    CHECK(Read(Set(), slots));
+    CHECK(Read(SetBytes(), slots));
     CHECK(slots == ExampleState().slots);
     SnapshotState state;
     CHECK(Read(StateBytes(), state));
@@ -138,20 +112,35 @@ TEST_CASE("Snapshot files have their layout byte for byte, and give back what wa
 
 TEST_CASE("A damaged snapshot file changes nothing from the damaged record on") {
     const SnapshotSet before = FactorySnapshots();
-    const std::size_t uCount = 8 + 4 + Example(2).strName.size();  // where the single file counts its points
     SnapshotSet slots = before;
+    // Wrong magics and versions; no points, too many, too long a name; a file of another kind.
     for (const Bytes& bytes :
-         {With(Single(), 0, 0x32624133), With(Single(), 4, 0), With(Single(), 4, 2), With(Set(), 4, 2),
-          With(Single(), uCount, 0), With(Single(), uCount, 50001), With(Single(), uCount, 0xFFFFFFFF),
-          With(Single(), 8, 200001), With(Single(), 8, 0xFFFFFFFF), StateBytes()}) {
+         {With(kSingle, 0, 0x32624133), With(kSingle, 4, 0), With(kSingle, 4, 2), With(SetBytes(), 4, 2),
+          With(kSingle, 17, 0), With(kSingle, 17, 50001), With(kSingle, 17, 0xFFFFFFFF),
+          With(kSingle, 8, 200001), With(kSingle, 8, 0xFFFFFFFF), StateBytes()}) {
         CHECK_FALSE(Read(bytes, slots));
         CHECK(slots == before);
     }
-    for (std::size_t uLength = 0; uLength < Single().size(); ++uLength) {
-        Bytes bytes = Single();
-        bytes.resize(uLength);
-        REQUIRE_FALSE(Read(bytes, slots));
+    // Cut short anywhere: a set and a state keep the whole records, and only those.
+    const std::size_t uRecord = ExampleBytes(0).size();
+    for (std::size_t uLength = 0; uLength < StateBytes().size(); ++uLength) {
+        const auto piece = [&](Bytes bytes) {
+            bytes.resize(std::min(uLength, bytes.size() - 1));
+            return bytes;
+        };
+        CAPTURE(uLength);
+        SnapshotState state;
+        REQUIRE_FALSE(Read(piece(kSingle), slots));
         REQUIRE(slots == before);
+        SnapshotSet set = before;
+        REQUIRE_FALSE(Read(piece(SetBytes()), set));
+        REQUIRE_FALSE(Read(piece(StateBytes()), state));
+        for (std::size_t i = 0; i < 8; ++i) {
+            const bool bInSet = piece(SetBytes()).size() >= 8 + (i + 1) * uRecord;
+            REQUIRE(set[i] == (bInSet ? Example(i) : before[i]));
+            // With its flag.
+            REQUIRE(state.slots[i] == (uLength >= 16 + (i + 1) * (uRecord + 4) ? Example(i) : before[i]));
+        }
     }
     // 50000 points are the most, with the longest name.
     SnapshotRecord longest{std::string(200000, 'n'), std::vector<float>(50000, 1.0f),
@@ -163,30 +152,6 @@ TEST_CASE("A damaged snapshot file changes nothing from the damaged record on") 
     CHECK_FALSE(IsStorable(longest));
     longest.levels.push_back(-2.0f);
     CHECK_FALSE(Read(Written(WriteSnapshot, longest), slots));
-
-    // A set and a state keep the records before the damage, and only those.
-    const auto readThrough = [](const Bytes& whole, auto fresh, auto slotsOf) {
-        std::size_t uLast = 0;
-        for (std::size_t uLength = 0; uLength < whole.size(); ++uLength) {
-            auto value = fresh;
-            REQUIRE_FALSE(
-                Read(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(uLength)), value));
-            std::size_t uRead = 0;
-            for (std::uint32_t i = 0; i < 8; ++i) {
-                const SnapshotRecord& slot = slotsOf(value)[i];
-                if (slot == Example(i)) ++uRead;
-                REQUIRE((slot == Example(i)) == (i < uRead));
-                REQUIRE((slot == Example(i) || slot == slotsOf(fresh)[i]));
-            }
-            REQUIRE((uRead == uLast || uRead == uLast + 1));
-            uLast = uRead;
-        }
-        return uLast;
-    };
-    CHECK(readThrough(
-              Set(), before, [](auto& set) -> auto& { return set; }) == 7);
-    CHECK(readThrough(
-              StateBytes(), SnapshotState{}, [](auto& state) -> auto& { return state.slots; }) == 8);
 }
 
 TEST_CASE("A name gets the extension of its kind unless it has one") {
