@@ -49,6 +49,8 @@ void AltSoloImpl::Set(std::uint32_t uSampleRate, std::optional<float> frequency,
         taps[3] = 1.0;
         taps[4] = -2.0 * Cos(w) / (1.0 + a);
         taps[5] = (1.0 - a) / (1.0 + a);
+        // At half the rate the band has no width, and its poles would carry on for ever what came before.
+        if (double{fFrequency} == double(uSampleRate) * 0.5) taps[2] = taps[4] = taps[5] = 0.0;
     }
     for (IirCascade* filter : {&m_left, &m_right}) {
         filter->SetTaps(taps);

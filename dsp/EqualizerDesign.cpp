@@ -48,6 +48,20 @@ BiquadTaps Pass(const FilterNode& node, double s, double c) noexcept {
     return Normalised(fEnd, fSide, fEnd, 1.0 + fAlpha, -2.0 * c, 1.0 - fAlpha);
 }
 
+BiquadTaps Design(const FilterNode& node, double s, double c) noexcept {
+    switch (node.shape) {
+        case Shape::LowShelf:
+        case Shape::HighShelf:
+            return Shelf(node, s, c);
+        case Shape::LowPass:
+        case Shape::HighPass:
+            return Pass(node, s, c);
+        case Shape::Bell:
+            break;
+    }
+    return Bell(node, s, c);
+}
+
 }  // namespace
 
 float ShelfSlope(float fQ) noexcept {
@@ -61,17 +75,11 @@ BiquadTaps DesignBiquad(const FilterNode& node, std::uint32_t uSampleRate) noexc
     const double w = 2.0 * std::numbers::pi * double{node.fFrequency} / double(uSampleRate);
     const double s = Sin(w);
     const double c = Cos(w);
-    switch (node.shape) {
-        case Shape::LowShelf:
-        case Shape::HighShelf:
-            return Shelf(node, s, c);
-        case Shape::LowPass:
-        case Shape::HighPass:
-            return Pass(node, s, c);
-        case Shape::Bell:
-            break;
-    }
-    return Bell(node, s, c);
+    const BiquadTaps taps = Design(node, s, c);
+    // At half the rate all poles and zeros are at -1 and cancel each other. What an earlier design left in
+    // the delay lines would not cancel, and grow without end.
+    if (double{node.fFrequency} == double(uSampleRate) * 0.5) return {taps[0], 0.0, 0.0, 1.0, 0.0, 0.0};
+    return taps;
 }
 
 double BiquadMagnitude(const BiquadTaps& taps, double fOmega) noexcept {

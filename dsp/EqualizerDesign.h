@@ -18,7 +18,9 @@ float ShelfSlope(float fQ) noexcept;
 /// double. The shelves deliberately take A = 10^(gain / 20) where the cookbook has gain / 40: the plateau of
 /// a shelf is twice its gain in dB. The gain of a pass is not used.
 ///
-/// Above half the sample rate a highpass is silence, every other shape a wire.
+/// Above half the sample rate a highpass is silence, every other shape a wire. At half of it, where the
+/// formulas' poles and zeros cancel each other, only the gain that is left: a low shelf's plateau, else the
+/// same silence or wire.
 ///
 /// Threads: any. Nothing allocates; under a microsecond, so that automation may design in a block.
 BiquadTaps DesignBiquad(const FilterNode& node, std::uint32_t uSampleRate) noexcept;

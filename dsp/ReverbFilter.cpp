@@ -18,8 +18,10 @@ Prototype Poles(std::uint32_t uSampleRate, float fHz, float fQ) noexcept {
     return {fCos, 1.0 + fAlpha, -2.0 * fCos, 1.0 - fAlpha};
 }
 
-bool IsAboveNyquist(std::uint32_t uSampleRate, float fHz) noexcept {
-    return double{fHz} > static_cast<double>(uSampleRate) / 2.0;
+// At half the rate itself the poles and zeros cancel each other. What an earlier design left in the delay
+// lines would not cancel, and grow without end.
+bool ReachesNyquist(std::uint32_t uSampleRate, float fHz) noexcept {
+    return double{fHz} >= static_cast<double>(uSampleRate) / 2.0;
 }
 
 ReverbTaps Normalised(double b0, double b1, const Prototype& p) noexcept {
@@ -29,13 +31,13 @@ ReverbTaps Normalised(double b0, double b1, const Prototype& p) noexcept {
 }  // namespace
 
 ReverbTaps ReverbLowCutTaps(std::uint32_t uSampleRate, float fHz, float fQ) noexcept {
-    if (IsAboveNyquist(uSampleRate, fHz)) return {0.0, 0.0, 0.0, 1.0, 0.0, 0.0};
+    if (ReachesNyquist(uSampleRate, fHz)) return {0.0, 0.0, 0.0, 1.0, 0.0, 0.0};
     const Prototype p = Poles(uSampleRate, fHz, fQ);
     return Normalised((1.0 + p.fCos) / 2.0, -(1.0 + p.fCos), p);
 }
 
 ReverbTaps ReverbHighCutTaps(std::uint32_t uSampleRate, float fHz, float fQ) noexcept {
-    if (IsAboveNyquist(uSampleRate, fHz)) return {1.0, 0.0, 0.0, 1.0, 0.0, 0.0};
+    if (ReachesNyquist(uSampleRate, fHz)) return {1.0, 0.0, 0.0, 1.0, 0.0, 0.0};
     const Prototype p = Poles(uSampleRate, fHz, fQ);
     return Normalised((1.0 - p.fCos) / 2.0, 1.0 - p.fCos, p);
 }

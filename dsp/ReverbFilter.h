@@ -19,9 +19,9 @@ struct ReverbCutoffs {
 using ReverbTaps = std::array<double, 6>;
 
 /// A second-order high-pass and a second-order low-pass by the bilinear transform (Bristow-Johnson, "Cookbook
-/// formulae for audio equalizer biquad filter coefficients"): frequency in Hz, a gain of Q at it. Above half
-/// the rate, strictly, the low-pass is a wire and the high-pass gives silence: that is what they would
-/// approach. Rate in Hz, above 0. Any thread; nothing allocates.
+/// formulae for audio equalizer biquad filter coefficients"): frequency in Hz, a gain of Q at it. From half
+/// the rate on the low-pass is a wire and the high-pass gives silence: that is what they approach. Rate in
+/// Hz, above 0. Any thread; nothing allocates.
 ReverbTaps ReverbLowCutTaps(std::uint32_t uSampleRate, float fHz, float fQ) noexcept;
 ReverbTaps ReverbHighCutTaps(std::uint32_t uSampleRate, float fHz, float fQ) noexcept;
 

@@ -78,6 +78,11 @@ TEST_CASE_FIXTURE(Fixture,
     CHECK(Run(input) == input);
     filter.Set(kRate, 100.0f, std::nullopt, std::nullopt);
     CHECK(Run(input) != input);
+    // At half the rate nothing is left of the band, nor of what an earlier one left behind.
+    filter.Set(kRate, 20000.0f, std::nullopt, std::nullopt);
+    Run(input);
+    filter.Set(kRate, 22050.0f, std::nullopt, std::nullopt);
+    CHECK(std::abs(Run(input)[99]) < 1e-12f);
     filter.Clear();
     CHECK_FALSE(filter.IsOn());
     CHECK(Run(input) == input);

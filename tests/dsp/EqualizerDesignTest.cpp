@@ -6,6 +6,7 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <vector>
 
 #include "tests/support/Signals.h"
 
@@ -45,10 +46,13 @@ double Response(const BiquadTaps& taps, double fOmega) {
 
 }  // namespace
 
-TEST_CASE("At half the rate a node is still designed, above it becomes a wire or silence") {
+TEST_CASE("From half the rate on a node is a wire or silence, but a low shelf there its plateau") {
     for (int nShape = 0; nShape < 5; ++nShape) {
         FilterNode node{true, static_cast<Shape>(nShape), 4000.0f, 6.0f, 1.0f};
-        CHECK(DesignBiquad(node, 8000)[4] != 0.0);
+        const BiquadTaps taps = DesignBiquad(node, 8000);
+        const double fPlateau = node.shape == Shape::LowShelf ? std::pow(10.0, 12.0 / 20.0) : 1.0;
+        CHECK(taps[0] == doctest::Approx(node.shape == Shape::HighPass ? 0.0 : fPlateau));
+        CHECK(std::vector(taps.begin() + 1, taps.end()) == std::vector{0.0, 0.0, 1.0, 0.0, 0.0});
         node.fFrequency = std::nextafter(4000.0f, 5000.0f);
         const double fFirst = node.shape == Shape::HighPass ? 0.0 : 1.0;
         CHECK(DesignBiquad(node, 8000) == BiquadTaps{fFirst, 0.0, 0.0, 1.0, 0.0, 0.0});
