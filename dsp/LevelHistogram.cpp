@@ -9,15 +9,18 @@
 namespace DSP {
 
 LevelHistogram::LevelHistogram() : m_history(kHistory, kUnused) {
-    for (std::size_t k = 1; k < m_tops.size(); ++k)
-        m_tops[k] = static_cast<float>(Pow(10.0, -static_cast<double>(k) / 20.0));
-    m_tops[0] = std::numeric_limits<float>::infinity();
+    std::array<float, kBins> tops;  // the highest level of each bin
+    for (std::size_t k = 1; k < tops.size(); ++k)
+        tops[k] = static_cast<float>(Pow(10.0, -static_cast<double>(k) / 20.0));
+    tops[0] = std::numeric_limits<float>::infinity();
     for (std::uint32_t i = 0; i < m_cells.size(); ++i) {
-        const auto fLowest = std::bit_cast<float>((kFirstKey + i) << kKeyShift);
-        std::uint8_t uBin = kBins - 1;
-        while (fLowest > m_tops[uBin])
+        const std::uint32_t uKey = kFirstKey + i;
+        const auto fLowest = std::bit_cast<float>(uKey << kKeyShift);
+        std::uint32_t uBin = kBins - 1;
+        while (fLowest > tops[uBin])
             --uBin;
-        m_cells[i] = uBin;
+        const auto uTop = std::bit_cast<std::uint32_t>(tops[uBin]);
+        m_cells[i] = uBin << kKeyShift | (uTop >> kKeyShift == uKey ? uTop & kRestMask : kRestMask);
     }
 }
 
@@ -42,11 +45,14 @@ inline void LevelHistogram::Count(std::size_t uWay, float fLevel, std::uint8_t& 
 
 /// A run that ends within the history.
 void LevelHistogram::AddRun(const float* levels, std::size_t uLevels) noexcept {
+    static_assert(kWays == 4);
     std::uint8_t* const slots = m_history.data() + m_uPosition;
     std::size_t i = 0;
     for (; i + kWays <= uLevels; i += kWays) {
-        for (std::size_t uWay = 0; uWay < kWays; ++uWay)
-            Count(uWay, levels[i + uWay], slots[i + uWay]);
+        Count(0, levels[i], slots[i]);
+        Count(1, levels[i + 1], slots[i + 1]);
+        Count(2, levels[i + 2], slots[i + 2]);
+        Count(3, levels[i + 3], slots[i + 3]);
     }
     for (; i < uLevels; ++i)
         Count(0, levels[i], slots[i]);

@@ -33,11 +33,11 @@ public:
     void Reset() noexcept;
 
     std::uint32_t BinOf(float fLevel) const noexcept {
-        // The comparison's order takes NaNs to the last bin. No jumps: noise would make them unpredictable.
-        const float x = fLevel > kLowestThreshold ? fLevel : kLowestThreshold;
-        const std::uint32_t uKey = Key(x) < kLastKey ? Key(x) : kLastKey;
-        const std::uint32_t uBin = m_cells[uKey - kFirstKey];
-        return uBin - static_cast<std::uint32_t>(x > m_tops[uBin]);
+        // The comparisons' order takes NaNs to the last bin.
+        float x = fLevel > m_fLowest ? fLevel : m_fLowest;
+        x = x < m_fHighest ? x : m_fHighest;
+        const auto uBits = std::bit_cast<std::uint32_t>(x);
+        return (m_cells[(uBits >> kKeyShift) - kFirstKey] - (uBits & kRestMask)) >> kKeyShift;
     }
     CountTable Counts() const noexcept;
 
@@ -46,11 +46,11 @@ private:
     static constexpr float kLowestThreshold = 4.4668359e-7f;
 
     // A cell of the search table is a sixteenth of an octave's span, narrower than 1 dB: it meets at most one
-    // threshold. Its key is the level's exponent and its first four bits.
-    static constexpr std::uint32_t Key(float fLevel) noexcept {
-        return std::bit_cast<std::uint32_t>(fLevel) >> kKeyShift;
-    }
+    // threshold. Its key is the level's exponent and its first four bits; the rest of its bits say which side
+    // of the threshold it is on. A cell is the bin of its lowest level and, in the place of those bits, the
+    // threshold's: subtracting the level's borrows from the bin where the level is above.
     static constexpr unsigned kKeyShift = 19;
+    static constexpr std::uint32_t kRestMask = (1u << kKeyShift) - 1;
     static constexpr std::uint32_t kFirstKey = std::bit_cast<std::uint32_t>(kLowestThreshold) >> kKeyShift;
     static constexpr std::uint32_t kLastKey = std::bit_cast<std::uint32_t>(1.0f) >> kKeyShift;
 
@@ -64,9 +64,11 @@ private:
     void AddRun(const float* levels, std::size_t uLevels) noexcept;
     void Count(std::size_t uWay, float fLevel, std::uint8_t& uSlot) noexcept;
 
-    // Set-up: written at construction only.
-    std::array<float, kBins> m_tops;  ///< the highest level of each bin; of the first one infinity
-    std::array<std::uint8_t, kLastKey - kFirstKey + 1> m_cells;  ///< the bin of each cell's lowest level
+    // Set-up: written at construction only. The ends of the table are members because the compiler makes
+    // jumps of a choice between a level and a constant, and noise would make them unpredictable.
+    float m_fLowest = kLowestThreshold;
+    float m_fHighest = 1.0f;
+    std::array<std::uint32_t, kLastKey - kFirstKey + 1> m_cells;
 
     // State: Reset clears every member of this group.
     std::array<std::array<Util::Relaxed<std::uint32_t>, kBins + 1>, kWays> m_counts;
