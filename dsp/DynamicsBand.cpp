@@ -4,7 +4,6 @@
 
 #include "dsp/vector/Decibel.h"
 #include "dsp/vector/Elementary.h"
-#include "dsp/vector/Elementwise.h"
 #include "dsp/vector/OnePole.h"
 #include "dsp/vector/Rounding.h"
 
@@ -15,6 +14,10 @@ namespace {
 constexpr std::array<float, DynamicsBand::kFields> kFactory = {0, 0,  1,  10,  100,  // gain, comp
                                                                0, 10, 5,  100,       // limiter
                                                                0, 1,  10, 100};      // gate
+
+// In a DynamicsPair.
+constexpr std::size_t kComp = 0;
+constexpr std::size_t kGate = 1;
 
 constexpr float kNoise = 1e-10f;
 
@@ -90,8 +93,8 @@ void DynamicsBand::Update(DynamicsField field) noexcept {
             UpdateCompTimes();
             break;
         case DynamicsField::CompRelease:
-            c.fCompReleaseKeep = Coefficient(fValue);
-            c.fCompReleaseStep = 1.0f - c.fCompReleaseKeep;
+            c.riseKeeps[kComp] = Coefficient(fValue);
+            c.riseSteps[kComp] = 1.0f - c.riseKeeps[kComp];
             UpdateCompTimes();
             break;
         case DynamicsField::LimThreshold:
@@ -114,8 +117,8 @@ void DynamicsBand::Update(DynamicsField field) noexcept {
             c.fLeastGateBase = c.gate.fPower > 0.0f ? Pow(kLeastGateGain, 1.0f / c.gate.fPower) : 0.0f;
             break;
         case DynamicsField::GateAttack:
-            c.fGateAttackKeep = Coefficient(fValue);
-            c.fGateAttackStep = 1.0f - c.fGateAttackKeep;
+            c.riseKeeps[kGate] = Coefficient(fValue);
+            c.riseSteps[kGate] = 1.0f - c.riseKeeps[kGate];
             UpdateGateTimes();
             break;
         case DynamicsField::GateRelease:
@@ -132,13 +135,13 @@ void DynamicsBand::UpdateJoin() noexcept {
 
 void DynamicsBand::UpdateCompTimes() noexcept {
     const float fTime = ShorterTime(DynamicsField::CompAttack, DynamicsField::CompRelease);
-    m_coefficients.fCompSmoothingStep = Step(fTime * 0.5f);
+    m_coefficients.smoothingSteps[kComp] = Step(fTime * 0.5f);
     m_coefficients.fMeanSquareStep = Step(fTime * 0.125f);
 }
 
 void DynamicsBand::UpdateGateTimes() noexcept {
     const float fTime = ShorterTime(DynamicsField::GateAttack, DynamicsField::GateRelease);
-    m_coefficients.fGateSmoothingStep = Step(fTime * 0.5f);
+    m_coefficients.smoothingSteps[kGate] = Step(fTime * 0.5f);
 }
 
 void DynamicsBand::Reset() noexcept {
@@ -155,8 +158,8 @@ void DynamicsBand::Reset() noexcept {
 
 /// Whether gains that are bound for 1 have nowhere to go.
 bool DynamicsBand::IsAtRest(bool bSmooth) const noexcept {
-    return m_gains.fComp == 1.0f && m_gains.fGate == 1.0f &&
-           (!bSmooth || (m_gains.fSmoothedComp == 1.0f && m_gains.fSmoothedGate == 1.0f));
+    constexpr DynamicsPair kRest{1.0f, 1.0f};
+    return m_gains.gains == kRest && (!bSmooth || m_gains.smoothed == kRest);
 }
 
 void DynamicsBand::Process(const DynamicsMode& mode, std::int32_t nFrames, float* left,
@@ -187,12 +190,10 @@ void DynamicsBand::Process(const DynamicsMode& mode, std::int32_t nFrames, float
         if (mode.bHistogram) m_histogram.Add(chunk->levels.data(), nLength);
         if (DynamicsTargets(m_coefficients, *chunk) || !IsAtRest(mode.bSmooth)) {
             follow(*ahead, *chunk);
-            NoteLeastGains(*chunk);
         } else {
             DynamicsChunk nothing;
             follow(*ahead, nothing);
-            VectorFill(1.0f, chunk->compGains.data(), nLength);
-            VectorFill(1.0f, chunk->gateGains.data(), nLength);
+            DynamicsRest(*chunk);
         }
         Output(mode, *chunk, left, right);
         left = nextLeft;
@@ -200,24 +201,14 @@ void DynamicsBand::Process(const DynamicsMode& mode, std::int32_t nFrames, float
     }
 }
 
-void DynamicsBand::NoteLeastGains(const DynamicsChunk& chunk) noexcept {
-    float fComp = 1.0f;
-    float fGate = 1.0f;
-    VectorMin(chunk.compGains.data(), chunk.nLength, &fComp);
-    VectorMin(chunk.gateGains.data(), chunk.nLength, &fGate);
-    m_minimumComp.Include(fComp);
-    m_minimumGate.Include(fGate);
-}
-
 void DynamicsBand::Output(const DynamicsMode& mode, const DynamicsChunk& chunk, float* left,
                           float* right) noexcept {
     const float fNoise = m_uNoisePhase < 128 ? kNoise : -kNoise;
     m_delayLeft.Process(left, chunk.nLength);
-    DynamicsApply(chunk, mode.fGlobalGain, m_fGain, fNoise, left);
-    if (right) {
-        m_delayRight.Process(right, chunk.nLength);
-        DynamicsApply(chunk, mode.fGlobalGain, m_fGain, 2.0f * fNoise, right);
-    }
+    if (right) m_delayRight.Process(right, chunk.nLength);
+    const DynamicsPair least = DynamicsApply(chunk, mode.fGlobalGain, m_fGain, fNoise, left, right);
+    m_minimumComp.Include(least[kComp]);
+    m_minimumGate.Include(least[kGate]);
     m_uNoisePhase = static_cast<std::uint8_t>(m_uNoisePhase + chunk.nLength);
 }
 

@@ -106,7 +106,6 @@ private:
     void UpdateGateTimes() noexcept;
 
     bool IsAtRest(bool bSmooth) const noexcept;
-    void NoteLeastGains(const DynamicsChunk& chunk) noexcept;
     void Output(const DynamicsMode& mode, const DynamicsChunk& chunk, float* left, float* right) noexcept;
 
     // Set-up: written by Set and SetSampleRate.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "dsp/vector/ElementaryVector.h"
 #include "dsp/vector/Elementwise.h"
@@ -70,34 +71,61 @@ void Listen(bool bMeanSquare, const float* left, const float* right, float* leve
     listen(left, right, levels, uLength);
 }
 
-template <bool kMeanSquare>
-struct LevelOp {
-    float* levels;
-    template <class D>
-    HWY_INLINE void operator()(D d, std::size_t i) const {
-        auto x = hn::LoadU(d, levels + i);
-        if constexpr (kMeanSquare) x = hn::Sqrt(x);
-        hn::StoreU(hn::Max(x, hn::Set(d, kLowestLevel)), d, levels + i);
+// Levels and gains are positive: the order in which an extreme is looked for does not show in it.
+using Full = hn::ScalableTag<float>;
+using One = hn::CappedTag<float, 1>;
+
+template <class D>
+struct Extremes {
+    hn::Vec<D> least, greatest;
+
+    HWY_INLINE void Include(hn::Vec<D> x) {
+        least = hn::Min(least, x);
+        greatest = hn::Max(greatest, x);
     }
 };
 
-void Levels(bool bMeanSquare, float* levels, std::size_t uLength) {
-    if (bMeanSquare) {
-        ForEachVector<float>(uLength, LevelOp<true>{levels});
-    } else {
-        ForEachVector<float>(uLength, LevelOp<false>{levels});
-    }
+template <bool kMeanSquare, class D>
+HWY_INLINE hn::Vec<D> MakeLevel(D d, float* levels) {
+    auto x = hn::LoadU(d, levels);
+    if constexpr (kMeanSquare) x = hn::Sqrt(x);
+    x = hn::Max(x, hn::Set(d, kLowestLevel));
+    hn::StoreU(x, d, levels);
+    return x;
+}
+
+template <bool kMeanSquare>
+void MakeLevels(DynamicsChunk& chunk) {
+    const Full d;
+    const One one;
+    const auto uLength = static_cast<std::size_t>(chunk.nLength);
+    float* const levels = chunk.levels.data();
+    Extremes<Full> wide{hn::Set(d, std::numeric_limits<float>::max()), hn::Zero(d)};
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) <= uLength; i += hn::Lanes(d))
+        wide.Include(MakeLevel<kMeanSquare>(d, levels + i));
+    Extremes<One> all{hn::Set(one, hn::GetLane(hn::MinOfLanes(d, wide.least))),
+                      hn::Set(one, hn::GetLane(hn::MaxOfLanes(d, wide.greatest)))};
+    for (; i < uLength; ++i)
+        all.Include(MakeLevel<kMeanSquare>(one, levels + i));
+    chunk.fLowest = hn::GetLane(all.least);
+    chunk.fHighest = hn::GetLane(all.greatest);
+}
+
+void Levels(bool bMeanSquare, DynamicsChunk& chunk) {
+    bMeanSquare ? MakeLevels<true>(chunk) : MakeLevels<false>(chunk);
 }
 
 // Base and exponent of the compressor's or, above its threshold, the limiter's gain; 1 to the power of 0
 // where neither acts.
 struct CompBaseOp {
     const DynamicsCoefficients& coefficients;
-    DynamicsChunk& chunk;
+    const float* levels;
+    float* bases;
     float* powers;
     template <class D>
     HWY_INLINE void operator()(D d, std::size_t i) const {
-        const auto x = hn::LoadU(d, &chunk.levels[i]);
+        const auto x = hn::LoadU(d, levels + i);
         const auto limitThreshold = hn::Set(d, coefficients.limit.fThreshold);
         const auto compThreshold = hn::Set(d, coefficients.comp.fThreshold);
         const auto limit = hn::Ge(x, limitThreshold);
@@ -105,79 +133,140 @@ struct CompBaseOp {
         const auto threshold = hn::IfThenElse(limit, limitThreshold, hn::IfThenElse(comp, compThreshold, x));
         const auto compPower = hn::IfThenElseZero(comp, hn::Set(d, coefficients.comp.fPower));
         const auto power = hn::IfThenElse(limit, hn::Set(d, coefficients.limit.fPower), compPower);
-        hn::StoreU(hn::Div(x, threshold), d, &chunk.compTargets[i]);
+        hn::StoreU(hn::Div(x, threshold), d, bases + i);
         hn::StoreU(power, d, powers + i);
-    }
-};
-
-struct CompTargetOp {
-    const DynamicsCoefficients& coefficients;
-    DynamicsChunk& chunk;
-    template <class D>
-    HWY_INLINE void operator()(D d, std::size_t i) const {
-        const auto limit = hn::Ge(hn::LoadU(d, &chunk.levels[i]), hn::Set(d, coefficients.limit.fThreshold));
-        const auto gain = hn::LoadU(d, &chunk.compTargets[i]);
-        const auto joined = hn::Mul(gain, hn::Set(d, coefficients.fJoin));
-        hn::StoreU(hn::IfThenElse(limit, joined, gain), d, &chunk.compTargets[i]);
-        const auto step = hn::IfThenElse(limit, hn::Set(d, coefficients.fLimitAttackStep),
-                                         hn::Set(d, coefficients.fCompAttackStep));
-        hn::StoreU(step, d, &chunk.attackSteps[i]);
     }
 };
 
 struct GateBaseOp {
     const DynamicsCoefficients& coefficients;
-    DynamicsChunk& chunk;
+    const float* levels;
+    float* bases;
     float* powers;
     template <class D>
     HWY_INLINE void operator()(D d, std::size_t i) const {
-        const auto x = hn::LoadU(d, &chunk.levels[i]);
+        const auto x = hn::LoadU(d, levels + i);
         const auto threshold = hn::Set(d, coefficients.gate.fThreshold);
         const auto below = hn::Lt(x, threshold);
         const auto base = hn::Div(x, hn::IfThenElse(below, threshold, x));
-        hn::StoreU(hn::Max(base, hn::Set(d, coefficients.fLeastGateBase)), d, &chunk.gateTargets[i]);
+        hn::StoreU(hn::Max(base, hn::Set(d, coefficients.fLeastGateBase)), d, bases + i);
         hn::StoreU(hn::IfThenElseZero(below, hn::Set(d, coefficients.gate.fPower)), d, powers + i);
     }
 };
 
-void CompBases(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk, float* powers) {
-    ForEachVector<float>(static_cast<std::size_t>(chunk.nLength), CompBaseOp{coefficients, chunk, powers});
-}
-
-void CompTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk) {
-    ForEachVector<float>(static_cast<std::size_t>(chunk.nLength), CompTargetOp{coefficients, chunk});
-}
-
-void GateBases(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk, float* powers) {
-    ForEachVector<float>(static_cast<std::size_t>(chunk.nLength), GateBaseOp{coefficients, chunk, powers});
-}
-
-struct ApplyOp {
-    const float* compGains;
-    const float* gateGains;
-    float fFirst;
-    float fSecond;
-    float fOffset;
-    float* samples;
+// The laws' gains, where they act, to targets and steps. A null law has the gain 1.
+template <bool kComp, bool kGate>
+struct TargetOp {
+    const DynamicsCoefficients& coefficients;
+    const float* comps;
+    const float* gates;
+    DynamicsChunk& chunk;
     template <class D>
     HWY_INLINE void operator()(D d, std::size_t i) const {
-        auto gain = hn::Mul(hn::LoadU(d, compGains + i), hn::LoadU(d, gateGains + i));
-        gain = hn::Mul(hn::Mul(gain, hn::Set(d, fFirst)), hn::Set(d, fSecond));
-        const auto y = hn::Add(hn::Mul(gain, hn::LoadU(d, samples + i)), hn::Set(d, fOffset));
-        hn::StoreU(y, d, samples + i);
+        const auto x = hn::LoadU(d, &chunk.levels[i]);
+        const auto one = hn::Set(d, 1.0f);
+        const auto limit = hn::Ge(x, hn::Set(d, coefficients.limit.fThreshold));
+        auto comp = one;
+        if constexpr (kComp) {
+            comp = hn::LoadU(d, comps + i);
+            comp = hn::IfThenElse(limit, hn::Mul(comp, hn::Set(d, coefficients.fJoin)), comp);
+        }
+        auto gate = one;
+        if constexpr (kGate) gate = hn::LoadU(d, gates + i);
+        hn::StoreInterleaved2(comp, gate, d, &chunk.targets[2 * i]);
+
+        // The compressor goes towards its target from above; the gate while it closes, wherever it is.
+        const auto infinity = hn::Set(d, std::numeric_limits<float>::infinity());
+        const auto closing = hn::Le(x, hn::Set(d, coefficients.gate.fThreshold));
+        const auto gateBound = hn::IfThenElse(closing, hn::Neg(infinity), infinity);
+        hn::StoreInterleaved2(comp, gateBound, d, &chunk.bounds[2 * i]);
+
+        const auto compStep = hn::IfThenElse(limit, hn::Set(d, coefficients.fLimitAttackStep),
+                                             hn::Set(d, coefficients.fCompAttackStep));
+        hn::StoreInterleaved2(compStep, hn::Set(d, coefficients.fGateReleaseStep), d, &chunk.steps[2 * i]);
     }
 };
 
-void Apply(const float* compGains, const float* gateGains, float fFirst, float fSecond, float fOffset,
-           float* samples, std::size_t uLength) {
-    ForEachVector<float>(uLength, ApplyOp{compGains, gateGains, fFirst, fSecond, fOffset, samples});
+void CompBases(const DynamicsCoefficients& coefficients, const DynamicsChunk& chunk, float* bases,
+               float* powers) {
+    ForEachVector<float>(static_cast<std::size_t>(chunk.nLength),
+                         CompBaseOp{coefficients, chunk.levels.data(), bases, powers});
+}
+
+void GateBases(const DynamicsCoefficients& coefficients, const DynamicsChunk& chunk, float* bases,
+               float* powers) {
+    ForEachVector<float>(static_cast<std::size_t>(chunk.nLength),
+                         GateBaseOp{coefficients, chunk.levels.data(), bases, powers});
+}
+
+void Targets(const DynamicsCoefficients& coefficients, const float* comps, const float* gates,
+             DynamicsChunk& chunk) {
+    const auto uLength = static_cast<std::size_t>(chunk.nLength);
+    if (comps && gates) {
+        ForEachVector<float>(uLength, TargetOp<true, true>{coefficients, comps, gates, chunk});
+    } else if (comps) {
+        ForEachVector<float>(uLength, TargetOp<true, false>{coefficients, comps, gates, chunk});
+    } else if (gates) {
+        ForEachVector<float>(uLength, TargetOp<false, true>{coefficients, comps, gates, chunk});
+    } else {
+        ForEachVector<float>(uLength, TargetOp<false, false>{coefficients, comps, gates, chunk});
+    }
+}
+
+template <bool kStereo>
+struct Applying {
+    const float* gains;
+    float fFirst, fSecond, fOffset;
+    float* left;
+    float* right;
+
+    template <class D>
+    HWY_INLINE void Run(D d, std::size_t i, hn::Vec<D>& leastComp, hn::Vec<D>& leastGate) const {
+        hn::Vec<D> comp, gate;
+        hn::LoadInterleaved2(d, gains + 2 * i, comp, gate);
+        leastComp = hn::Min(leastComp, comp);
+        leastGate = hn::Min(leastGate, gate);
+        const auto gain = hn::Mul(hn::Mul(hn::Mul(comp, gate), hn::Set(d, fFirst)), hn::Set(d, fSecond));
+        Scale(d, gain, fOffset, left + i);
+        if constexpr (kStereo) Scale(d, gain, 2.0f * fOffset, right + i);
+    }
+
+private:
+    template <class D>
+    static HWY_INLINE void Scale(D d, hn::Vec<D> gain, float fSampleOffset, float* samples) {
+        hn::StoreU(hn::Add(hn::Mul(gain, hn::LoadU(d, samples)), hn::Set(d, fSampleOffset)), d, samples);
+    }
+};
+
+template <bool kStereo>
+DynamicsPair ApplyGains(const Applying<kStereo>& applying, std::size_t uLength) {
+    const Full d;
+    const One one;
+    auto wideComp = hn::Set(d, 1.0f);
+    auto wideGate = wideComp;
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) <= uLength; i += hn::Lanes(d))
+        applying.Run(d, i, wideComp, wideGate);
+    auto comp = hn::Set(one, hn::GetLane(hn::MinOfLanes(d, wideComp)));
+    auto gate = hn::Set(one, hn::GetLane(hn::MinOfLanes(d, wideGate)));
+    for (; i < uLength; ++i)
+        applying.Run(one, i, comp, gate);
+    return {hn::GetLane(comp), hn::GetLane(gate)};
+}
+
+void Apply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset, float* left, float* right,
+           DynamicsPair& least) {
+    const auto uLength = static_cast<std::size_t>(chunk.nLength);
+    const float* const gains = chunk.gains.data();
+    least = right ? ApplyGains(Applying<true>{gains, fFirst, fSecond, fOffset, left, right}, uLength)
+                  : ApplyGains(Applying<false>{gains, fFirst, fSecond, fOffset, left, right}, uLength);
 }
 
 // ---- one sample after the other
 //
-// Vectors of one lane: a choice is then a selection instead of a jump that noise would make unpredictable.
+// Vectors of one lane, or of one for each gain: a choice is then a selection instead of a jump that noise
+// would make unpredictable.
 
-using One = hn::CappedTag<float, 1>;
 using Scalar = hn::Vec<One>;
 
 template <bool kMeanSquare>
@@ -207,61 +296,80 @@ private:
     Scalar m_state;
 };
 
+// A gain above its bound moves along g + (target - g) step, otherwise along rest + g keep. Each is the sum of
+// a number and a product. Choosing those, and not between the two sums, puts the choice beside the chain from
+// sample to sample instead of at its end. A gate that stands at 1 and opens stays there: (1 - c) + 1 c is 1,
+// and needs no exception.
+
+#if HWY_TARGET == HWY_SCALAR
+
 template <bool kSmooth>
 class Ballistics {
 public:
-    Ballistics(const DynamicsCoefficients& c, const DynamicsGains& gains)
-        : m_gateThreshold(hn::Set(One(), c.gate.fThreshold)),
-          m_compReleaseKeep(hn::Set(One(), c.fCompReleaseKeep)),
-          m_compReleaseStep(hn::Set(One(), c.fCompReleaseStep)),
-          m_gateAttackKeep(hn::Set(One(), c.fGateAttackKeep)),
-          m_gateAttackStep(hn::Set(One(), c.fGateAttackStep)),
-          m_gateReleaseStep(hn::Set(One(), c.fGateReleaseStep)),
-          m_compSmoothing(hn::Set(One(), c.fCompSmoothingStep)),
-          m_gateSmoothing(hn::Set(One(), c.fGateSmoothingStep)),
-          m_comp(hn::Set(One(), gains.fComp)),
-          m_gate(hn::Set(One(), gains.fGate)),
-          m_smoothedComp(hn::Set(One(), gains.fSmoothedComp)),
-          m_smoothedGate(hn::Set(One(), gains.fSmoothedGate)) {}
+    Ballistics(const DynamicsCoefficients& coefficients, const DynamicsGains& state)
+        : m_coefficients(coefficients), m_state(state) {}
 
-    HWY_INLINE void Step(DynamicsChunk& chunk, std::size_t i) {
-        const One d;
-        // A gate that stands at 1 and opens stays there: 1 c + (1 - c) is 1, and needs no exception.
-        const auto closing = hn::Le(hn::LoadU(d, &chunk.levels[i]), m_gateThreshold);
-        const auto closed = Towards(m_gate, hn::LoadU(d, &chunk.gateTargets[i]), m_gateReleaseStep);
-        const auto opened = hn::Add(hn::Mul(m_gate, m_gateAttackKeep), m_gateAttackStep);
-        m_gate = hn::IfThenElse(closing, closed, opened);
-
-        const auto target = hn::LoadU(d, &chunk.compTargets[i]);
-        const auto releasing = hn::Le(m_comp, target);
-        const auto reduced = Towards(m_comp, target, hn::LoadU(d, &chunk.attackSteps[i]));
-        const auto released = hn::Add(hn::Mul(m_comp, m_compReleaseKeep), m_compReleaseStep);
-        m_comp = hn::IfThenElse(releasing, released, reduced);
-
-        if constexpr (kSmooth) {
-            m_smoothedGate = Towards(m_smoothedGate, m_gate, m_gateSmoothing);
-            m_smoothedComp = Towards(m_smoothedComp, m_comp, m_compSmoothing);
+    void Step(DynamicsChunk& chunk, std::size_t i) {
+        for (std::size_t j = 0; j < 2; ++j) {
+            float& fGain = m_state.gains[j];
+            const float fTowards = (chunk.targets[2 * i + j] - fGain) * chunk.steps[2 * i + j];
+            const float fRising = fGain * m_coefficients.riseKeeps[j];
+            fGain =
+                chunk.bounds[2 * i + j] < fGain ? fGain + fTowards : m_coefficients.riseSteps[j] + fRising;
+            float& fSmoothed = m_state.smoothed[j];
+            if constexpr (kSmooth) fSmoothed += (fGain - fSmoothed) * m_coefficients.smoothingSteps[j];
+            chunk.gains[2 * i + j] = kSmooth ? fSmoothed : fGain;
         }
-        hn::StoreU(kSmooth ? m_smoothedComp : m_comp, d, &chunk.compGains[i]);
-        hn::StoreU(kSmooth ? m_smoothedGate : m_gate, d, &chunk.gateGains[i]);
     }
 
-    void Finish(DynamicsGains& gains) const {
-        gains.fComp = hn::GetLane(m_comp);
-        gains.fGate = hn::GetLane(m_gate);
-        gains.fSmoothedComp = hn::GetLane(m_smoothedComp);
-        gains.fSmoothedGate = hn::GetLane(m_smoothedGate);
+    void Finish(DynamicsGains& state) const { state = m_state; }
+
+private:
+    const DynamicsCoefficients& m_coefficients;
+    DynamicsGains m_state;
+};
+
+#else
+
+template <bool kSmooth>
+class Ballistics {
+public:
+    Ballistics(const DynamicsCoefficients& coefficients, const DynamicsGains& state)
+        : m_riseKeeps(Load(coefficients.riseKeeps)),
+          m_riseSteps(Load(coefficients.riseSteps)),
+          m_smoothingSteps(Load(coefficients.smoothingSteps)),
+          m_gains(Load(state.gains)),
+          m_smoothed(Load(state.smoothed)) {}
+
+    HWY_INLINE void Step(DynamicsChunk& chunk, std::size_t i) {
+        const Two d;
+        const auto above = hn::Lt(hn::LoadU(d, &chunk.bounds[2 * i]), m_gains);
+        const auto move = hn::Sub(hn::LoadU(d, &chunk.targets[2 * i]), m_gains);
+        const auto towards = hn::Mul(move, hn::LoadU(d, &chunk.steps[2 * i]));
+        const auto product = hn::IfThenElse(above, towards, hn::Mul(m_gains, m_riseKeeps));
+        m_gains = hn::Add(hn::IfThenElse(above, m_gains, m_riseSteps), product);
+        if constexpr (kSmooth) {
+            m_smoothed = hn::Add(m_smoothed, hn::Mul(hn::Sub(m_gains, m_smoothed), m_smoothingSteps));
+        }
+        hn::StoreU(kSmooth ? m_smoothed : m_gains, d, &chunk.gains[2 * i]);
+    }
+
+    void Finish(DynamicsGains& state) const {
+        hn::StoreU(m_gains, Two(), state.gains.data());
+        hn::StoreU(m_smoothed, Two(), state.smoothed.data());
     }
 
 private:
-    static HWY_INLINE Scalar Towards(Scalar state, Scalar target, Scalar step) {
-        return hn::Add(state, hn::Mul(hn::Sub(target, state), step));
-    }
+    using Two = hn::CappedTag<float, 2>;
+    using Pair = hn::Vec<Two>;
 
-    const Scalar m_gateThreshold, m_compReleaseKeep, m_compReleaseStep, m_gateAttackKeep, m_gateAttackStep,
-        m_gateReleaseStep, m_compSmoothing, m_gateSmoothing;
-    Scalar m_comp, m_gate, m_smoothedComp, m_smoothedGate;
+    static Pair Load(const DynamicsPair& from) { return hn::LoadU(Two(), from.data()); }
+
+    const Pair m_riseKeeps, m_riseSteps, m_smoothingSteps;
+    Pair m_gains, m_smoothed;
 };
+
+#endif  // HWY_TARGET
 
 template <bool kMeanSquare, bool kSmooth>
 void FollowBoth(const DynamicsCoefficients& coefficients, float fPeakDecay, DynamicsDetector& detectorState,
@@ -301,21 +409,14 @@ namespace DSP {
 HWY_EXPORT(Listen);
 HWY_EXPORT(Levels);
 HWY_EXPORT(CompBases);
-HWY_EXPORT(CompTargets);
 HWY_EXPORT(GateBases);
+HWY_EXPORT(Targets);
 HWY_EXPORT(Apply);
 HWY_EXPORT(Follow);
 
-namespace {
-
-std::size_t Size(std::int32_t nLength) {
-    return static_cast<std::size_t>(nLength);
-}
-
-}  // namespace
-
 void DynamicsListen(bool bMeanSquare, const float* left, const float* right, DynamicsChunk& chunk) noexcept {
-    HWY_DYNAMIC_DISPATCH(Listen)(bMeanSquare, left, right, chunk.levels.data(), Size(chunk.nLength));
+    const auto uLength = static_cast<std::size_t>(chunk.nLength);
+    HWY_DYNAMIC_DISPATCH(Listen)(bMeanSquare, left, right, chunk.levels.data(), uLength);
 }
 
 void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, float fPeakDecay,
@@ -326,9 +427,7 @@ void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, 
 }
 
 void DynamicsLevels(bool bMeanSquare, DynamicsChunk& chunk) noexcept {
-    HWY_DYNAMIC_DISPATCH(Levels)(bMeanSquare, chunk.levels.data(), Size(chunk.nLength));
-    VectorMin(chunk.levels.data(), chunk.nLength, &chunk.fLowest);
-    VectorMax(chunk.levels.data(), chunk.nLength, &chunk.fHighest);
+    HWY_DYNAMIC_DISPATCH(Levels)(bMeanSquare, chunk);
 }
 
 bool DynamicsTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk) noexcept {
@@ -339,29 +438,29 @@ bool DynamicsTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& ch
     const bool bComp = (comp.fPower != 0.0f && chunk.fHighest >= comp.fThreshold) ||
                        (bLimits && chunk.fHighest >= limit.fThreshold);
     const bool bGate = gate.fPower != 0.0f && chunk.fLowest < gate.fThreshold;
-    const std::int32_t nLength = chunk.nLength;
-    DynamicsBuffer powers;
+    DynamicsBuffer powers, comps, gates;
     if (bComp) {
-        HWY_DYNAMIC_DISPATCH(CompBases)(coefficients, chunk, powers.data());
-        VectorPow(chunk.compTargets.data(), powers.data(), chunk.compTargets.data(), nLength);
-        HWY_DYNAMIC_DISPATCH(CompTargets)(coefficients, chunk);
-    } else {
-        VectorFill(1.0f, chunk.compTargets.data(), nLength);
-        VectorFill(coefficients.fCompAttackStep, chunk.attackSteps.data(), nLength);
+        HWY_DYNAMIC_DISPATCH(CompBases)(coefficients, chunk, comps.data(), powers.data());
+        VectorPow(comps.data(), powers.data(), comps.data(), chunk.nLength);
     }
     if (bGate) {
-        HWY_DYNAMIC_DISPATCH(GateBases)(coefficients, chunk, powers.data());
-        VectorPow(chunk.gateTargets.data(), powers.data(), chunk.gateTargets.data(), nLength);
-    } else {
-        VectorFill(1.0f, chunk.gateTargets.data(), nLength);
+        HWY_DYNAMIC_DISPATCH(GateBases)(coefficients, chunk, gates.data(), powers.data());
+        VectorPow(gates.data(), powers.data(), gates.data(), chunk.nLength);
     }
+    HWY_DYNAMIC_DISPATCH(Targets)
+    (coefficients, bComp ? comps.data() : nullptr, bGate ? gates.data() : nullptr, chunk);
     return bComp || bGate;
 }
 
-void DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
-                   float* samples) noexcept {
-    HWY_DYNAMIC_DISPATCH(Apply)
-    (chunk.compGains.data(), chunk.gateGains.data(), fFirst, fSecond, fOffset, samples, Size(chunk.nLength));
+void DynamicsRest(DynamicsChunk& chunk) noexcept {
+    VectorFill(1.0f, chunk.gains.data(), 2 * chunk.nLength);
+}
+
+DynamicsPair DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
+                           float* left, float* right) noexcept {
+    DynamicsPair least;
+    HWY_DYNAMIC_DISPATCH(Apply)(chunk, fFirst, fSecond, fOffset, left, right, least);
+    return least;
 }
 
 }  // namespace DSP

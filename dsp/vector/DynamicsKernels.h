@@ -18,6 +18,9 @@ struct DynamicsLaw {
     float fPower = 0.0f;
 };
 
+/// A number for the gain of the compressor and the limiter, and one for the gate's.
+using DynamicsPair = std::array<float, 2>;
+
 struct DynamicsCoefficients {
     DynamicsLaw comp;             ///< from its threshold up
     DynamicsLaw limit;            ///< from its threshold up; takes the compressor's place there
@@ -28,13 +31,10 @@ struct DynamicsCoefficients {
     // One-pole coefficients: a "keep" is c, a "step" is 1 - c.
     float fCompAttackStep = 1.0f;
     float fLimitAttackStep = 1.0f;
-    float fCompReleaseKeep = 0.0f;
-    float fCompReleaseStep = 1.0f;
-    float fGateAttackKeep = 0.0f;
-    float fGateAttackStep = 1.0f;
     float fGateReleaseStep = 1.0f;
-    float fCompSmoothingStep = 1.0f;
-    float fGateSmoothingStep = 1.0f;
+    DynamicsPair riseKeeps{};  ///< the compressor's release, the gate's attack
+    DynamicsPair riseSteps{1.0f, 1.0f};
+    DynamicsPair smoothingSteps{1.0f, 1.0f};
     float fMeanSquareStep = 1.0f;
 };
 
@@ -44,27 +44,25 @@ struct DynamicsDetector {
 };
 
 struct DynamicsGains {
-    float fComp = 1.0f;
-    float fGate = 1.0f;
-    float fSmoothedComp = 1.0f;
-    float fSmoothedGate = 1.0f;
+    DynamicsPair gains{1.0f, 1.0f};
+    DynamicsPair smoothed{1.0f, 1.0f};
 };
 
 /// The longest stretch that the kernels take at a time.
 inline constexpr std::int32_t kDynamicsChunk = 128;
 using DynamicsBuffer = std::array<float, kDynamicsChunk>;
+using DynamicsPairs = std::array<float, 2 * kDynamicsChunk>;  ///< compressor, gate, compressor, ...
 
 /// A stretch of audio on its way from the samples to the two gains.
 struct DynamicsChunk {
     std::int32_t nLength = 0;
     float fLowest = 0.0f;  ///< of the levels
     float fHighest = 0.0f;
-    DynamicsBuffer levels;       ///< what the detector sees, then its state, then the level
-    DynamicsBuffer compTargets;  ///< where the compressor's gain is bound
-    DynamicsBuffer gateTargets;
-    DynamicsBuffer attackSteps;  ///< the compressor's or the limiter's
-    DynamicsBuffer compGains;    ///< the gains to use
-    DynamicsBuffer gateGains;
+    DynamicsBuffer levels;  ///< what the detector sees, then its state, then the level
+    DynamicsPairs targets;  ///< where the gains are bound
+    DynamicsPairs bounds;   ///< above these they go there, otherwise they rise to 1
+    DynamicsPairs steps;    ///< how fast they go there
+    DynamicsPairs gains;    ///< the gains to use
 };
 
 /// What the detector sees, for chunk.nLength samples: with bMeanSquare the square of the sample, or the mean
@@ -83,13 +81,17 @@ void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, 
 /// extremes.
 void DynamicsLevels(bool bMeanSquare, DynamicsChunk& chunk) noexcept;
 
-/// The targets of the gains, from the levels. A stage that no sample of the chunk calls for costs nothing.
-/// Returns false if all targets are 1.
+/// The targets of the gains and the steps towards them, from the levels. A stage that no sample of the chunk
+/// calls for costs nothing. Returns false if all targets are 1.
 bool DynamicsTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& chunk) noexcept;
 
-/// samples = gain * samples + fOffset, where gain = comp gain * gate gain * fFirst * fSecond, multiplied from
-/// left to right.
-void DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
-                   float* samples) noexcept;
+/// Both gains 1 for the whole chunk.
+void DynamicsRest(DynamicsChunk& chunk) noexcept;
+
+/// left = gain * left + fOffset and right = gain * right + 2 fOffset, where gain = comp gain * gate gain *
+/// fFirst * fSecond, multiplied from left to right. A null right is mono. Returns the least of each gain, or
+/// 1 if there is none below.
+DynamicsPair DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
+                           float* left, float* right) noexcept;
 
 }  // namespace DSP
