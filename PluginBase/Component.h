@@ -143,13 +143,18 @@ public:
     void SetStage(std::uint32_t uStage) { m_uStage = uStage; }
     std::uint32_t Stage() const { return m_uStage; }
 
+    /// Of a multiband module: whether it takes all bands in one call, as the band arrays of ProcessAutomated,
+    /// and not a call a band. A band that it is to leave alone is then null.
+    virtual bool TakesAllBands() const { return false; }
+
     /// The module's work on one piece of audio, in place; a null right pointer is mono. Returns the frames.
     /// Called by ProcessAutomated with the lock held.
     virtual std::uint32_t ProcessBlock(std::uint32_t uFrames, float* left, float* right);
 
     /// Runs the component on a block, in place: takes the lock, cuts the block as the block buffer and the
     /// automation need it, and calls ProcessBlock. Does nothing unless the component is active, automated or
-    /// forced. The band arrays, four pointers each, are the outputs of a band splitter. Audio thread.
+    /// forced. The band arrays, four pointers each, are the outputs of a band splitter, or what a module that
+    /// takes all bands works on. Audio thread.
     std::uint32_t ProcessAutomated(const StageContext& context, std::uint32_t uFrames, float* left,
                                    float* right, bool bForce = false, float* const* bandsLeft = nullptr,
                                    float* const* bandsRight = nullptr);
@@ -193,7 +198,7 @@ protected:
 
     // The block in progress, under the lock.
     ComponentBlockBuffer m_blockBuffer;
-    std::array<float*, ComponentBlockBuffer::kBands> m_bandsLeft{};  ///< outputs of a band splitter
+    std::array<float*, ComponentBlockBuffer::kBands> m_bandsLeft{};  ///< the band arrays
     std::array<float*, ComponentBlockBuffer::kBands> m_bandsRight{};
     std::int64_t m_nPosition = 0;  ///< time of the sub-block's first frame, 100 ns
 

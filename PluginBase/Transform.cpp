@@ -1,5 +1,6 @@
 #include "PluginBase/Transform.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "PluginBase/Plugin.h"
@@ -248,18 +249,50 @@ Component* Transform::BandModule(std::uint32_t uCode) const {
 void Transform::RunMultiband(const StageContext& context, const Block& block,
                              const Global::ModuleOrder& order, std::size_t uPosition) {
     SplitBands(context, block);
-    const std::uint32_t uBands = m_modules.bands->BandCount();
-    for (std::uint32_t b = 0; b < uBands; ++b) {
-        float* const left = m_bandsLeft[b].data();
-        float* const right = block.right ? m_bandsRight[b].data() : nullptr;
-        if (!m_modules.bands->IsBandBypassed(b)) {
-            for (std::size_t p = uPosition; p < order.size(); ++p)
-                RunStage(BandModule(order[p]), b, context, block.uFrames, left, right);
+    RunBandModules(context, block, order, uPosition);
+    if (IsRunning(m_modules.spectrum)) {
+        for (std::uint32_t b = 0; b < m_modules.bands->BandCount(); ++b) {
+            float* const right = block.right ? m_bandsRight[b].data() : nullptr;
+            if (m_modules.spectrum->AnalysesBand(b))
+                m_modules.spectrum->Meter(block.uFrames, m_bandsLeft[b].data(), right);
         }
-        if (IsRunning(m_modules.spectrum) && m_modules.spectrum->AnalysesBand(b))
-            m_modules.spectrum->Meter(block.uFrames, left, right);
     }
     MergeBands(block);
+}
+
+void Transform::RunBandModules(const StageContext& context, const Block& block,
+                               const Global::ModuleOrder& order, std::size_t uPosition) {
+    std::array<float*, kBands> left{};
+    std::array<float*, kBands> right{};
+    bool bAny = false;
+    for (std::uint32_t b = 0; b < m_modules.bands->BandCount(); ++b) {
+        if (m_modules.bands->IsBandBypassed(b)) continue;
+        left[b] = m_bandsLeft[b].data();
+        if (block.right) right[b] = m_bandsRight[b].data();
+        bAny = true;
+    }
+    if (!bAny) return;
+
+    const auto takesAll = [this](std::uint32_t uCode) {
+        const Component* const module = BandModule(uCode);
+        return module && module->TakesAllBands();
+    };
+    auto next = order.begin() + static_cast<std::ptrdiff_t>(uPosition);
+    while (next != order.end()) {
+        if (takesAll(*next)) {
+            BandModule(*next)->ProcessAutomated(context, block.uFrames, block.left, block.right, false,
+                                                left.data(), right.data());
+            ++next;
+            continue;
+        }
+        const auto last = std::find_if(next, order.end(), takesAll);
+        for (std::uint32_t b = 0; b < kBands; ++b) {
+            if (!left[b]) continue;
+            for (auto code = next; code != last; ++code)
+                RunStage(BandModule(*code), b, context, block.uFrames, left[b], right[b]);
+        }
+        next = last;
+    }
 }
 
 void Transform::SplitBands(const StageContext& context, const Block& block) {

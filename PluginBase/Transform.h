@@ -11,9 +11,10 @@
 
 /// The chain itself: input gain, the modules in the user's order, output gain and what stands behind it.
 ///
-/// The three multiband modules run together, band by band between the split and the sum, at the place of the
-/// first of them in the order and in their own relative order; a module placed between two of them runs after
-/// all bands. Channel operations always run; every other module only while it is active.
+/// The three multiband modules run together between the split and the sum, at the place of the first of them
+/// in the order and in their own relative order; a module placed between two of them runs after all bands.
+/// They run band by band, but for one that takes all bands in one call. Channel operations always run; every
+/// other module only while it is active.
 class Transform final : public TransformBase {
 public:
     Transform(Plugin& plugin, ModuleFactory buildModules);
@@ -52,6 +53,8 @@ private:
     void RunModuleOrder(const StageContext& context, const Block& block);
     void RunMultiband(const StageContext& context, const Block& block, const Global::ModuleOrder& order,
                       std::size_t uPosition);
+    void RunBandModules(const StageContext& context, const Block& block, const Global::ModuleOrder& order,
+                        std::size_t uPosition);
     void SplitBands(const StageContext& context, const Block& block);
     void MergeBands(const Block& block);
     Component* BandModule(std::uint32_t uCode) const;
