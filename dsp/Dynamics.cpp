@@ -143,10 +143,17 @@ void Dynamics::SetSampleRate(std::uint32_t uSampleRate) {
 }
 
 std::uint32_t Dynamics::ProcessBlock(std::uint32_t uFrames, float* left, float* right) {
-    if (Component::Stage() >= kBands || !IsActive()) return uFrames;
+    if (!IsActive()) return uFrames;
     const DynamicsMode mode{m_switches[kMeanSquare], m_switches[kSmooth], m_switches[kHistogram],
                             m_fPeakDecay, m_fGlobalGain};
-    m_bands[Component::Stage()].Process(mode, static_cast<std::int32_t>(uFrames), left, right);
+    std::array<DynamicsBand::Audio, kBands> audio;
+    std::size_t uBands = 0;
+    for (std::uint32_t b = 0; b < kBands; ++b) {
+        if (m_bandsLeft[b]) audio[uBands++] = {&m_bands[b], m_bandsLeft[b], m_bandsRight[b]};
+    }
+    if (uBands == 0 && Component::Stage() < kBands)
+        audio[uBands++] = {&m_bands[Component::Stage()], left, right};
+    DynamicsBand::ProcessBands(mode, static_cast<std::int32_t>(uFrames), {audio.data(), uBands});
     return uFrames;
 }
 

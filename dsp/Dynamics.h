@@ -8,8 +8,9 @@
 
 namespace DSP {
 
-/// The multiband dynamics: one DynamicsBand a band of the crossover. The chain sets the band as the stage
-/// before each call and passes that band's audio; a stage beyond the last band leaves the audio alone.
+/// The multiband dynamics: one DynamicsBand a band of the crossover. The chain passes all bands in one call;
+/// a null band is left out. A call without bands is for one band's audio, with the band as the stage before
+/// it; a stage beyond the last band leaves the audio alone.
 ///
 /// Active:    when neither bypassed nor muted by another module's solo. Otherwise audio passes unchanged
 ///            and without delay, also where automation has the module run.
@@ -28,6 +29,7 @@ public:
     bool IsActive() const override { return !m_switches[kBypass] && !m_switches[kSoloMute]; }
     std::uint32_t GetLatency() const override;
     void SetSampleRate(std::uint32_t uSampleRate) override;
+    bool TakesAllBands() const override { return true; }
     std::uint32_t ProcessBlock(std::uint32_t uFrames, float* left, float* right) override;
     void ClearState() override;
 

@@ -25,11 +25,7 @@ constexpr float kNoise = 1e-10f;
 // slowly. At -420 dB even the greatest gains leave the signal below the last bit of the noise.
 constexpr float kLeastGateGain = 1e-21f;
 
-/// Chunks end where the noise turns its sign, so that it is one number within a chunk.
-std::int32_t NextLength(std::int32_t nFrames, std::uint8_t uPhase) noexcept {
-    static_assert(128 % kDynamicsChunk == 0);
-    return std::min(nFrames, kDynamicsChunk - uPhase % kDynamicsChunk);
-}
+constexpr std::int32_t kNoisePeriod = 128;  ///< samples of one sign
 
 }  // namespace
 
@@ -162,54 +158,78 @@ bool DynamicsBand::IsAtRest(bool bSmooth) const noexcept {
     return m_gains.gains == kRest && (!bSmooth || m_gains.smoothed == kRest);
 }
 
-void DynamicsBand::Process(const DynamicsMode& mode, std::int32_t nFrames, float* left,
-                           float* right) noexcept {
-    const auto follow = [&](DynamicsChunk& ahead, DynamicsChunk& chunk) {
-        DynamicsFollow(m_coefficients, mode.bMeanSquare, mode.fPeakDecay, mode.bSmooth, m_detector, ahead,
-                       m_gains, chunk);
-    };
-    DynamicsChunk* chunk = &m_chunks[0];
-    DynamicsChunk* ahead = &m_chunks[1];
+/// With the chunk in work, and the other one ahead.
+DynamicsTrack DynamicsBand::Track(std::size_t iChunk) noexcept {
+    return {&m_coefficients, &m_detector, &m_chunks[1 - iChunk], &m_gains, &m_chunks[iChunk]};
+}
 
-    // The detector runs one chunk ahead of the gains. The audio that it hears is still untouched there.
-    chunk->nLength = 0;
-    ahead->nLength = NextLength(nFrames, m_uNoisePhase);
-    DynamicsListen(mode.bMeanSquare, left, right, *ahead);
-    follow(*ahead, *chunk);
-    while (nFrames > 0) {
-        std::swap(chunk, ahead);
-        const std::int32_t nLength = chunk->nLength;
-        float* const nextLeft = left + nLength;
-        float* const nextRight = right ? right + nLength : nullptr;
-        nFrames -= nLength;
-        ahead->nLength = NextLength(nFrames, static_cast<std::uint8_t>(m_uNoisePhase + nLength));
-        DynamicsListen(mode.bMeanSquare, nextLeft, nextRight, *ahead);
-
-        DynamicsLevels(mode.bMeanSquare, *chunk);
-        m_levelPeak.Include(chunk->fHighest);
-        if (mode.bHistogram) m_histogram.Add(chunk->levels.data(), nLength);
-        if (DynamicsTargets(m_coefficients, *chunk) || !IsAtRest(mode.bSmooth)) {
-            follow(*ahead, *chunk);
-        } else {
-            DynamicsChunk nothing;
-            follow(*ahead, nothing);
-            DynamicsRest(*chunk);
+void DynamicsBand::ProcessBands(const DynamicsMode& mode, std::int32_t nFrames,
+                                std::span<const Audio> bands) noexcept {
+    std::array<DynamicsTrack, kMostBands> tracks;
+    std::size_t iChunk = 0;
+    // The detectors run one chunk ahead of the gains. The audio that they hear is still untouched there.
+    const auto listen = [&](std::int32_t nFrom, std::int32_t nLength) {
+        for (std::size_t i = 0; i < bands.size(); ++i) {
+            const auto& [band, left, right] = bands[i];
+            tracks[i] = band->Track(iChunk);
+            tracks[i].ahead->nLength = nLength;
+            DynamicsListen(mode.bMeanSquare, left + nFrom, right ? right + nFrom : nullptr, *tracks[i].ahead);
         }
-        Output(mode, *chunk, left, right);
-        left = nextLeft;
-        right = nextRight;
+    };
+    const auto follow = [&](std::int32_t nAhead, std::int32_t nLength) {
+        DynamicsFollow(mode.bMeanSquare, mode.bSmooth, mode.fPeakDecay, tracks.data(),
+                       static_cast<int>(bands.size()), nAhead, nLength);
+    };
+
+    std::int32_t nAhead = std::min(nFrames, kDynamicsChunk);
+    listen(0, nAhead);
+    follow(nAhead, 0);
+    for (std::int32_t nDone = 0; nDone < nFrames;) {
+        iChunk = 1 - iChunk;
+        const std::int32_t nLength = nAhead;
+        const std::int32_t nNext = nDone + nLength;
+        nAhead = std::min(nFrames - nNext, kDynamicsChunk);
+        listen(nNext, nAhead);
+
+        bool bMove = false;
+        for (const Audio& audio : bands) {
+            if (audio.band->FindTargets(mode, audio.band->m_chunks[iChunk])) bMove = true;
+        }
+        // A band at rest stays there if it is followed beside one that moves.
+        follow(nAhead, bMove ? nLength : 0);
+        for (const auto& [band, left, right] : bands) {
+            DynamicsChunk& chunk = band->m_chunks[iChunk];
+            if (!bMove) DynamicsRest(chunk);
+            band->Output(mode, chunk, left + nDone, right ? right + nDone : nullptr);
+        }
+        nDone = nNext;
     }
+}
+
+/// From what the detector has seen to the targets. Returns whether the gains have to move.
+bool DynamicsBand::FindTargets(const DynamicsMode& mode, DynamicsChunk& chunk) noexcept {
+    DynamicsLevels(mode.bMeanSquare, chunk);
+    m_levelPeak.Include(chunk.fHighest);
+    if (mode.bHistogram) m_histogram.Add(chunk.levels.data(), chunk.nLength);
+    return DynamicsTargets(m_coefficients, chunk) || !IsAtRest(mode.bSmooth);
 }
 
 void DynamicsBand::Output(const DynamicsMode& mode, const DynamicsChunk& chunk, float* left,
                           float* right) noexcept {
-    const float fNoise = m_uNoisePhase < 128 ? kNoise : -kNoise;
     m_delayLeft.Process(left, chunk.nLength);
     if (right) m_delayRight.Process(right, chunk.nLength);
-    const DynamicsPair least = DynamicsApply(chunk, mode.fGlobalGain, m_fGain, fNoise, left, right);
-    m_minimumComp.Include(least[kComp]);
-    m_minimumGate.Include(least[kGate]);
-    m_uNoisePhase = static_cast<std::uint8_t>(m_uNoisePhase + chunk.nLength);
+    for (std::int32_t nDone = 0; nDone < chunk.nLength;) {
+        const bool bUpper = m_uNoisePhase >= kNoisePeriod;
+        const std::int32_t nToTurn = (bUpper ? 2 : 1) * kNoisePeriod - m_uNoisePhase;
+        const std::int32_t nLength = std::min(nToTurn, chunk.nLength - nDone);
+        const DynamicsPair least =
+            DynamicsApply(&chunk.gains[2 * static_cast<std::size_t>(nDone)], nLength, mode.fGlobalGain,
+                          m_fGain, bUpper ? -kNoise : kNoise, left + nDone, right ? right + nDone : nullptr);
+        m_minimumComp.Include(least[kComp]);
+        m_minimumGate.Include(least[kGate]);
+        m_uNoisePhase = static_cast<std::uint8_t>(m_uNoisePhase + nLength);
+        nDone += nLength;
+    }
 }
 
 }  // namespace DSP

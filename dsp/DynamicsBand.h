@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 #include "dsp/DelayLine.h"
 #include "dsp/HeldExtreme.h"
@@ -82,7 +83,23 @@ public:
     void Set(DynamicsField field, float fValue) noexcept;
     float Get(DynamicsField field) const noexcept { return m_settings[Index(field)]; }
 
-    void Process(const DynamicsMode& mode, std::int32_t nFrames, float* left, float* right) noexcept;
+    void Process(const DynamicsMode& mode, std::int32_t nFrames, float* left, float* right) noexcept {
+        const Audio audio{this, left, right};
+        ProcessBands(mode, nFrames, {&audio, 1});
+    }
+
+    /// A band and its audio.
+    struct Audio {
+        DynamicsBand* band;
+        float* left;
+        float* right;
+    };
+    static constexpr std::size_t kMostBands = 4;
+
+    /// Processes up to kMostBands different bands. The samples are those of as many calls of Process, sooner:
+    /// what waits in one band for the sample before leaves time for the others.
+    static void ProcessBands(const DynamicsMode& mode, std::int32_t nFrames,
+                             std::span<const Audio> bands) noexcept;
 
     /// Drops all history: detectors, gains, look-ahead, histogram and what displays read. Settings stay.
     void Reset() noexcept;
@@ -105,7 +122,9 @@ private:
     void UpdateCompTimes() noexcept;
     void UpdateGateTimes() noexcept;
 
+    DynamicsTrack Track(std::size_t iChunk) noexcept;
     bool IsAtRest(bool bSmooth) const noexcept;
+    bool FindTargets(const DynamicsMode& mode, DynamicsChunk& chunk) noexcept;
     void Output(const DynamicsMode& mode, const DynamicsChunk& chunk, float* left, float* right) noexcept;
 
     // Set-up: written by Set and SetSampleRate.
@@ -125,7 +144,8 @@ private:
     HeldMinimum m_minimumComp{1.0f};
     HeldMinimum m_minimumGate{1.0f};
 
-    // Scratch: means nothing between two calls. The chunk in work, and the one whose detector runs ahead.
+    // Scratch: means nothing between two calls. The chunk in work, and the one whose detector runs ahead, in
+    // turn.
     std::array<DynamicsChunk, 2> m_chunks;
 };
 

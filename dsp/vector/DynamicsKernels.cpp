@@ -254,10 +254,8 @@ DynamicsPair ApplyGains(const Applying<kStereo>& applying, std::size_t uLength) 
     return {hn::GetLane(comp), hn::GetLane(gate)};
 }
 
-void Apply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset, float* left, float* right,
-           DynamicsPair& least) {
-    const auto uLength = static_cast<std::size_t>(chunk.nLength);
-    const float* const gains = chunk.gains.data();
+void Apply(const float* gains, std::size_t uLength, float fFirst, float fSecond, float fOffset, float* left,
+           float* right, DynamicsPair& least) {
     least = right ? ApplyGains(Applying<true>{gains, fFirst, fSecond, fOffset, left, right}, uLength)
                   : ApplyGains(Applying<false>{gains, fFirst, fSecond, fOffset, left, right}, uLength);
 }
@@ -371,31 +369,77 @@ private:
 
 #endif  // HWY_TARGET
 
+// One band's detector and gains on their way through a stretch. Several of them take each sample in turn:
+// none waits for another, so that together they take little longer than one.
+template <bool kMeanSquare, bool kSmooth, int kBands>
+class Band {
+public:
+    HWY_INLINE Band(float fPeakDecay, const DynamicsTrack* track)
+        : m_track(*track),
+          m_detector(*track->coefficients, fPeakDecay, *track->detector),
+          m_ballistics(*track->coefficients, *track->gains),
+          m_rest(fPeakDecay, track + 1) {}
+
+    HWY_INLINE void Listen(std::size_t i) {
+        m_detector.Step(&m_track.ahead->levels[i]);
+        m_rest.Listen(i);
+    }
+    HWY_INLINE void Move(std::size_t i) {
+        m_ballistics.Step(*m_track.chunk, i);
+        m_rest.Move(i);
+    }
+    HWY_INLINE void Finish() const {
+        m_detector.Finish(*m_track.detector);
+        m_ballistics.Finish(*m_track.gains);
+        m_rest.Finish();
+    }
+
+private:
+    const DynamicsTrack m_track;
+    Detect<kMeanSquare> m_detector;
+    Ballistics<kSmooth> m_ballistics;
+    Band<kMeanSquare, kSmooth, kBands - 1> m_rest;
+};
+
 template <bool kMeanSquare, bool kSmooth>
-void FollowBoth(const DynamicsCoefficients& coefficients, float fPeakDecay, DynamicsDetector& detectorState,
-                DynamicsChunk& ahead, DynamicsGains& gains, DynamicsChunk& chunk) {
-    Detect<kMeanSquare> detector(coefficients, fPeakDecay, detectorState);
-    Ballistics<kSmooth> ballistics(coefficients, gains);
-    const auto uAhead = static_cast<std::size_t>(ahead.nLength);
-    const auto uLength = static_cast<std::size_t>(chunk.nLength);
+class Band<kMeanSquare, kSmooth, 0> {
+public:
+    Band(float, const DynamicsTrack*) {}
+    void Listen(std::size_t) {}
+    void Move(std::size_t) {}
+    void Finish() const {}
+};
+
+template <bool kMeanSquare, bool kSmooth, int kBands>
+void FollowBands(float fPeakDecay, const DynamicsTrack* tracks, std::size_t uAhead, std::size_t uLength) {
+    Band<kMeanSquare, kSmooth, kBands> bands(fPeakDecay, tracks);
     const std::size_t uCommon = std::min(uAhead, uLength);
     for (std::size_t i = 0; i < uCommon; ++i) {
-        detector.Step(&ahead.levels[i]);
-        ballistics.Step(chunk, i);
+        bands.Listen(i);
+        bands.Move(i);
     }
     for (std::size_t i = uCommon; i < uAhead; ++i)
-        detector.Step(&ahead.levels[i]);
+        bands.Listen(i);
     for (std::size_t i = uCommon; i < uLength; ++i)
-        ballistics.Step(chunk, i);
-    detector.Finish(detectorState);
-    ballistics.Finish(gains);
+        bands.Move(i);
+    bands.Finish();
 }
 
-void Follow(const DynamicsCoefficients& coefficients, bool bMeanSquare, float fPeakDecay, bool bSmooth,
-            DynamicsDetector& detector, DynamicsChunk& ahead, DynamicsGains& gains, DynamicsChunk& chunk) {
-    const auto follow = bMeanSquare ? (bSmooth ? &FollowBoth<true, true> : &FollowBoth<true, false>)
-                                    : (bSmooth ? &FollowBoth<false, true> : &FollowBoth<false, false>);
-    follow(coefficients, fPeakDecay, detector, ahead, gains, chunk);
+template <bool kMeanSquare, bool kSmooth>
+void FollowTracks(float fPeakDecay, const DynamicsTrack* tracks, int nTracks, std::size_t uAhead,
+                  std::size_t uLength) {
+    for (; nTracks >= 4; nTracks -= 4, tracks += 4)
+        FollowBands<kMeanSquare, kSmooth, 4>(fPeakDecay, tracks, uAhead, uLength);
+    for (; nTracks >= 2; nTracks -= 2, tracks += 2)
+        FollowBands<kMeanSquare, kSmooth, 2>(fPeakDecay, tracks, uAhead, uLength);
+    if (nTracks == 1) FollowBands<kMeanSquare, kSmooth, 1>(fPeakDecay, tracks, uAhead, uLength);
+}
+
+void Follow(bool bMeanSquare, bool bSmooth, float fPeakDecay, const DynamicsTrack* tracks, int nTracks,
+            std::size_t uAhead, std::size_t uLength) {
+    const auto follow = bMeanSquare ? (bSmooth ? &FollowTracks<true, true> : &FollowTracks<true, false>)
+                                    : (bSmooth ? &FollowTracks<false, true> : &FollowTracks<false, false>);
+    follow(fPeakDecay, tracks, nTracks, uAhead, uLength);
 }
 
 }  // namespace
@@ -419,11 +463,11 @@ void DynamicsListen(bool bMeanSquare, const float* left, const float* right, Dyn
     HWY_DYNAMIC_DISPATCH(Listen)(bMeanSquare, left, right, chunk.levels.data(), uLength);
 }
 
-void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, float fPeakDecay,
-                    bool bSmooth, DynamicsDetector& detector, DynamicsChunk& ahead, DynamicsGains& gains,
-                    DynamicsChunk& chunk) noexcept {
+void DynamicsFollow(bool bMeanSquare, bool bSmooth, float fPeakDecay, const DynamicsTrack* tracks,
+                    int nTracks, std::int32_t nAhead, std::int32_t nLength) noexcept {
     HWY_DYNAMIC_DISPATCH(Follow)
-    (coefficients, bMeanSquare, fPeakDecay, bSmooth, detector, ahead, gains, chunk);
+    (bMeanSquare, bSmooth, fPeakDecay, tracks, nTracks, static_cast<std::size_t>(nAhead),
+     static_cast<std::size_t>(nLength));
 }
 
 void DynamicsLevels(bool bMeanSquare, DynamicsChunk& chunk) noexcept {
@@ -456,10 +500,11 @@ void DynamicsRest(DynamicsChunk& chunk) noexcept {
     VectorFill(1.0f, chunk.gains.data(), 2 * chunk.nLength);
 }
 
-DynamicsPair DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
-                           float* left, float* right) noexcept {
+DynamicsPair DynamicsApply(const float* gains, std::int32_t nLength, float fFirst, float fSecond,
+                           float fOffset, float* left, float* right) noexcept {
     DynamicsPair least;
-    HWY_DYNAMIC_DISPATCH(Apply)(chunk, fFirst, fSecond, fOffset, left, right, least);
+    HWY_DYNAMIC_DISPATCH(Apply)
+    (gains, static_cast<std::size_t>(nLength), fFirst, fSecond, fOffset, left, right, least);
     return least;
 }
 

@@ -70,12 +70,20 @@ struct DynamicsChunk {
 /// sample that is NaN, or greater than 10^6 in magnitude, counts as silence; silence is 1e-12.
 void DynamicsListen(bool bMeanSquare, const float* left, const float* right, DynamicsChunk& chunk) noexcept;
 
-/// Runs the detector over the levels of `ahead`, and the gains' ballistics over the targets of `chunk`. The
-/// two have nothing to do with each other but that each waits for its own sample before; side by side they
-/// wait together. Either length may be 0.
-void DynamicsFollow(const DynamicsCoefficients& coefficients, bool bMeanSquare, float fPeakDecay,
-                    bool bSmooth, DynamicsDetector& detector, DynamicsChunk& ahead, DynamicsGains& gains,
-                    DynamicsChunk& chunk) noexcept;
+/// What is followed of one band.
+struct DynamicsTrack {
+    const DynamicsCoefficients* coefficients = nullptr;
+    DynamicsDetector* detector = nullptr;
+    DynamicsChunk* ahead = nullptr;
+    DynamicsGains* gains = nullptr;
+    DynamicsChunk* chunk = nullptr;
+};
+
+/// Runs each track's detector over nAhead levels of `ahead`, and its gains' ballistics over nLength targets
+/// of `chunk`. All of these have nothing to do with each other but that each waits for its own sample before;
+/// side by side they wait together. Either length may be 0, and then that chunk is not read.
+void DynamicsFollow(bool bMeanSquare, bool bSmooth, float fPeakDecay, const DynamicsTrack* tracks,
+                    int nTracks, std::int32_t nAhead, std::int32_t nLength) noexcept;
 
 /// Detector states to levels, of at least one sample: with bMeanSquare the root; at least 1e-5. Notes the
 /// extremes.
@@ -88,10 +96,10 @@ bool DynamicsTargets(const DynamicsCoefficients& coefficients, DynamicsChunk& ch
 /// Both gains 1 for the whole chunk.
 void DynamicsRest(DynamicsChunk& chunk) noexcept;
 
-/// left = gain * left + fOffset and right = gain * right + 2 fOffset, where gain = comp gain * gate gain *
-/// fFirst * fSecond, multiplied from left to right. A null right is mono. Returns the least of each gain, or
-/// 1 if there is none below.
-DynamicsPair DynamicsApply(const DynamicsChunk& chunk, float fFirst, float fSecond, float fOffset,
-                           float* left, float* right) noexcept;
+/// left = gain * left + fOffset and right = gain * right + 2 fOffset, for nLength samples, where gain = comp
+/// gain * gate gain * fFirst * fSecond, multiplied from left to right, from pairs of a compressor's and
+/// a gate's gain. A null right is mono. Returns the least of each gain, or 1 if there is none below.
+DynamicsPair DynamicsApply(const float* gains, std::int32_t nLength, float fFirst, float fSecond,
+                           float fOffset, float* left, float* right) noexcept;
 
 }  // namespace DSP
