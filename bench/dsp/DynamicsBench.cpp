@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
@@ -11,7 +12,7 @@
 
 namespace {
 
-constexpr int kBands = 4;
+constexpr std::size_t kBands = 4;
 constexpr double kRate = 44100;
 
 /// Noise whose level wanders through 40 dB, so that every stage comes and goes: gate below -20, comp above
@@ -50,31 +51,37 @@ template <class Process>
 void RunBands(benchmark::State& state, Process&& process) {
     const auto uBlock = static_cast<std::size_t>(state.range(0));
     const Material material(65536);
-    std::vector<float> left(uBlock), right(uBlock);
+    std::array<std::vector<float>, kBands> left, right;
+    left.fill(std::vector<float>(uBlock));
+    right.fill(std::vector<float>(uBlock));
     std::size_t uPosition = 0;
     for (auto _ : state) {
-        for (int b = 0; b < kBands; ++b) {
-            std::copy_n(material.left.begin() + static_cast<std::ptrdiff_t>(uPosition), uBlock, left.begin());
-            std::copy_n(material.right.begin() + static_cast<std::ptrdiff_t>(uPosition), uBlock,
-                        right.begin());
-            process(b, left, right);
-            benchmark::DoNotOptimize(left.data());
-            benchmark::DoNotOptimize(right.data());
-            benchmark::ClobberMemory();
+        for (std::size_t b = 0; b < kBands; ++b) {
+            const auto nPosition = static_cast<std::ptrdiff_t>(uPosition);
+            std::copy_n(material.left.begin() + nPosition, uBlock, left[b].begin());
+            std::copy_n(material.right.begin() + nPosition, uBlock, right[b].begin());
         }
+        process(left, right);
+        benchmark::DoNotOptimize(left.data());
+        benchmark::DoNotOptimize(right.data());
+        benchmark::ClobberMemory();
         uPosition = (uPosition + uBlock) % (material.left.size() - uBlock);
     }
     Bench::Report(state, uBlock);
 }
+
+using Channel = std::array<std::vector<float>, kBands>;
 
 void Bands(benchmark::State& state, const DSP::DynamicsMode& mode, bool bBusy) {
     std::array<DSP::DynamicsBand, kBands> bands;
     for (DSP::DynamicsBand& band : bands) {
         if (bBusy) Busy(band);
     }
-    RunBands(state, [&](int b, std::vector<float>& left, std::vector<float>& right) {
-        bands[static_cast<std::size_t>(b)].Process(mode, static_cast<std::int32_t>(left.size()), left.data(),
-                                                   right.data());
+    RunBands(state, [&](Channel& left, Channel& right) {
+        std::array<DSP::DynamicsBand::Audio, kBands> audio;
+        for (std::size_t b = 0; b < kBands; ++b)
+            audio[b] = {&bands[b], left[b].data(), right[b].data()};
+        DSP::DynamicsBand::ProcessBands(mode, static_cast<std::int32_t>(left[0].size()), audio);
     });
 }
 
@@ -91,6 +98,18 @@ void DynamicsIdle(benchmark::State& state) {
     Bands(state, {true, true, true, 0.998f, 1.0f}, false);
 }
 
+/// Each band by itself, for what side by side is worth.
+void DynamicsBusyApart(benchmark::State& state) {
+    std::array<DSP::DynamicsBand, kBands> bands;
+    std::for_each(bands.begin(), bands.end(), Busy);
+    const DSP::DynamicsMode mode{true, true, true, 0.998f, 1.0f};
+    RunBands(state, [&](Channel& left, Channel& right) {
+        for (std::size_t b = 0; b < kBands; ++b)
+            bands[b].Process(mode, static_cast<std::int32_t>(left[b].size()), left[b].data(),
+                             right[b].data());
+    });
+}
+
 /// One level of the processor after the other, the best first; block 512.
 void DynamicsBusyAtLevel(benchmark::State& state) {
     const Bench::Level level(state, state.range(1));
@@ -100,14 +119,16 @@ void DynamicsBusyAtLevel(benchmark::State& state) {
 /// The plain loop, without a histogram.
 void DynamicsPlain(benchmark::State& state) {
     std::vector<Test::DynamicsModel> bands(kBands, Test::DynamicsModel(kRate, 0, kComp, kLimit, kGate));
-    RunBands(state, [&](int b, std::vector<float>& left, std::vector<float>& right) {
-        for (std::size_t i = 0; i < left.size(); ++i) {
-            bands[static_cast<std::size_t>(b)].Process(left[i], right[i], false);
+    RunBands(state, [&](Channel& left, Channel& right) {
+        for (std::size_t b = 0; b < kBands; ++b) {
+            for (std::size_t i = 0; i < left[b].size(); ++i)
+                bands[b].Process(left[b][i], right[b][i], false);
         }
     });
 }
 
 BENCHMARK(DynamicsBusy)->Arg(1)->Arg(64)->Arg(512)->Arg(4096);
+BENCHMARK(DynamicsBusyApart)->Arg(64)->Arg(512);
 BENCHMARK(DynamicsBusyPeak)->Arg(512);
 BENCHMARK(DynamicsBusyNoHistogram)->Arg(512);
 BENCHMARK(DynamicsIdle)->Arg(64)->Arg(512)->Arg(4096);
