@@ -146,6 +146,7 @@ std::uint32_t Dynamics::ProcessBlock(std::uint32_t uFrames, float* left, float* 
     if (!IsActive()) return uFrames;
     const DynamicsMode mode{m_switches[kMeanSquare], m_switches[kSmooth], m_switches[kHistogram],
                             m_fPeakDecay, m_fGlobalGain};
+    static_assert(kBands <= DynamicsBand::kMostBands);
     std::array<DynamicsBand::Audio, kBands> audio;
     std::size_t uBands = 0;
     for (std::uint32_t b = 0; b < kBands; ++b) {

@@ -154,7 +154,7 @@ struct GateBaseOp {
     }
 };
 
-// The laws' gains, where they act, to targets and steps. A null law has the gain 1.
+// The laws' gains, which are null where no law acts, to targets, bounds and steps.
 template <bool kComp, bool kGate>
 struct TargetOp {
     const DynamicsCoefficients& coefficients;
@@ -173,7 +173,7 @@ struct TargetOp {
         }
         auto gate = one;
         if constexpr (kGate) gate = hn::LoadU(d, gates + i);
-        hn::StoreInterleaved2(comp, gate, d, &chunk.targets[2 * i]);
+        hn::StoreInterleaved2(comp, gate, d, &chunk.gains[2 * i]);
 
         // The compressor goes towards its target from above; the gate while it closes, wherever it is.
         const auto infinity = hn::Set(d, std::numeric_limits<float>::infinity());
@@ -310,7 +310,7 @@ public:
     void Step(DynamicsChunk& chunk, std::size_t i) {
         for (std::size_t j = 0; j < 2; ++j) {
             float& fGain = m_state.gains[j];
-            const float fTowards = (chunk.targets[2 * i + j] - fGain) * chunk.steps[2 * i + j];
+            const float fTowards = (chunk.gains[2 * i + j] - fGain) * chunk.steps[2 * i + j];
             const float fRising = fGain * m_coefficients.riseKeeps[j];
             fGain =
                 chunk.bounds[2 * i + j] < fGain ? fGain + fTowards : m_coefficients.riseSteps[j] + fRising;
@@ -342,7 +342,7 @@ public:
     HWY_INLINE void Step(DynamicsChunk& chunk, std::size_t i) {
         const Two d;
         const auto above = hn::Lt(hn::LoadU(d, &chunk.bounds[2 * i]), m_gains);
-        const auto move = hn::Sub(hn::LoadU(d, &chunk.targets[2 * i]), m_gains);
+        const auto move = hn::Sub(hn::LoadU(d, &chunk.gains[2 * i]), m_gains);
         const auto towards = hn::Mul(move, hn::LoadU(d, &chunk.steps[2 * i]));
         const auto product = hn::IfThenElse(above, towards, hn::Mul(m_gains, m_riseKeeps));
         m_gains = hn::Add(hn::IfThenElse(above, m_gains, m_riseSteps), product);

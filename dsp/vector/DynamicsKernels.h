@@ -59,10 +59,9 @@ struct DynamicsChunk {
     float fLowest = 0.0f;  ///< of the levels
     float fHighest = 0.0f;
     DynamicsBuffer levels;  ///< what the detector sees, then its state, then the level
-    DynamicsPairs targets;  ///< where the gains are bound
+    DynamicsPairs gains;    ///< where the gains are bound, then the gains to use
     DynamicsPairs bounds;   ///< above these they go there, otherwise they rise to 1
     DynamicsPairs steps;    ///< how fast they go there
-    DynamicsPairs gains;    ///< the gains to use
 };
 
 /// What the detector sees, for chunk.nLength samples: with bMeanSquare the square of the sample, or the mean
