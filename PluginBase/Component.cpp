@@ -90,6 +90,10 @@ void Component::ActivityChanged() {
     if (!m_bPresetChanging) m_plugin.RequestActivityUpdate();
 }
 
+bool Component::RunsAllBands() const {
+    return TakesAllBands() && !m_envelopes->HasSegments();
+}
+
 bool Component::HasAutomation() const {
     const auto automated = [&](ParameterGroup group, const auto& lanes) {
         return std::any_of(lanes.begin(), lanes.end(), [&](const auto& lane) {

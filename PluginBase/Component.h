@@ -143,9 +143,12 @@ public:
     void SetStage(std::uint32_t uStage) { m_uStage = uStage; }
     std::uint32_t Stage() const { return m_uStage; }
 
-    /// Of a multiband module: whether it takes all bands in one call, as the band arrays of ProcessAutomated,
-    /// and not a call a band. A band that it is to leave alone is then null.
+    /// Of a multiband module: whether it can take all bands in one call, as the band arrays of
+    /// ProcessAutomated, and not a call a band. A band that it is to leave alone is then null.
     virtual bool TakesAllBands() const { return false; }
+    /// Whether the next block goes to all bands in one call. Not with automation, which is evaluated in each
+    /// band's call anew.
+    bool RunsAllBands() const;
 
     /// The module's work on one piece of audio, in place; a null right pointer is mono. Returns the frames.
     /// Called by ProcessAutomated with the lock held.

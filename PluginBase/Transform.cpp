@@ -275,7 +275,7 @@ void Transform::RunBandModules(const StageContext& context, const Block& block,
 
     const auto takesAll = [this](std::uint32_t uCode) {
         const Component* const module = BandModule(uCode);
-        return module && module->TakesAllBands();
+        return module && module->RunsAllBands();
     };
     auto next = order.begin() + static_cast<std::ptrdiff_t>(uPosition);
     while (next != order.end()) {

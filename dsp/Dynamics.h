@@ -8,9 +8,9 @@
 
 namespace DSP {
 
-/// The multiband dynamics: one DynamicsBand a band of the crossover. The chain passes all bands in one call;
-/// a null band is left out. A call without bands is for one band's audio, with the band as the stage before
-/// it; a stage beyond the last band leaves the audio alone.
+/// The multiband dynamics: one DynamicsBand a band of the crossover. The chain passes all bands in one call,
+/// with a null band left out, unless there is automation. A call without bands is for one band's audio, with
+/// the band as the stage before it; a stage beyond the last band leaves the audio alone.
 ///
 /// Active:    when neither bypassed nor muted by another module's solo. Otherwise audio passes unchanged
 ///            and without delay, also where automation has the module run.
