@@ -7,251 +7,156 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "dsp/vector/FftPoints-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace DSP {
 namespace HWY_NAMESPACE {
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
+// From this many rows on the eighths of the source and the sixteenths of the target are 1 kB or a multiple
+// apart, and their lines fall into so few sets of the first-level cache that they push each other out:
+// vectors that are only a piece of a line then wait until they read or write all of it.
+constexpr std::size_t kFarRows = 256;
+constexpr bool kSplitsLines = hn::MaxLanes(hn::CappedTag<float, kRow>()) < kRow;
 
-constexpr std::size_t kRow = FftTables::kRow;
-// Floats of a row in the work buffer: a tile.
-constexpr std::size_t kWorkRow = 2 * kRow;
-
-template <class D>
-struct Complex {
-    hn::Vec<D> re;
-    hn::Vec<D> im;
-};
-
-template <class D>
-HWY_INLINE Complex<D> Plus(const Complex<D>& a, const Complex<D>& b) {
-    return {hn::Add(a.re, b.re), hn::Add(a.im, b.im)};
-}
-
-template <class D>
-HWY_INLINE Complex<D> Minus(const Complex<D>& a, const Complex<D>& b) {
-    return {hn::Sub(a.re, b.re), hn::Sub(a.im, b.im)};
-}
-
-// a + i b and a - i b.
-template <class D>
-HWY_INLINE Complex<D> PlusI(const Complex<D>& a, const Complex<D>& b) {
-    return {hn::Sub(a.re, b.im), hn::Add(a.im, b.re)};
-}
-
-template <class D>
-HWY_INLINE Complex<D> MinusI(const Complex<D>& a, const Complex<D>& b) {
-    return {hn::Add(a.re, b.im), hn::Sub(a.im, b.re)};
-}
-
-template <class D>
-HWY_INLINE Complex<D> Times(const Complex<D>& a, const Complex<D>& w) {
-    return {hn::Sub(hn::Mul(a.re, w.re), hn::Mul(a.im, w.im)),
-            hn::Add(hn::Mul(a.re, w.im), hn::Mul(a.im, w.re))};
-}
-
-template <class D>
-HWY_INLINE Complex<D> Times(D d, const Complex<D>& a, float re, float im) {
-    return Times<D>(a, {hn::Set(d, re), hn::Set(d, im)});
-}
-
-template <class D, class V>
-HWY_INLINE Complex<D> Scaled(const Complex<D>& a, const V& scale) {
-    return {hn::Mul(a.re, scale), hn::Mul(a.im, scale)};
-}
-
-constexpr float kHalfRoot = 0.70710678118654752440f;
-
-// a times (1 - i) / sqrt 2, an eighth of a turn, and a times (-1 - i) / sqrt 2, three eighths.
-template <class D>
-HWY_INLINE Complex<D> EighthTurn(D d, const Complex<D>& a) {
-    const auto root = hn::Set(d, kHalfRoot);
-    return {hn::Mul(hn::Add(a.im, a.re), root), hn::Mul(hn::Sub(a.im, a.re), root)};
-}
-
-template <class D>
-HWY_INLINE Complex<D> ThreeEighthsTurn(D d, const Complex<D>& a) {
-    return {hn::Mul(hn::Sub(a.im, a.re), hn::Set(d, kHalfRoot)),
-            hn::Mul(hn::Add(a.im, a.re), hn::Set(d, -kHalfRoot))};
-}
-
-// Four points in place: a .. d become the frequencies 0 .. 3.
-template <class D>
-HWY_INLINE void Four(Complex<D>& a, Complex<D>& b, Complex<D>& c, Complex<D>& d) {
-    const Complex<D> evenSum = Plus<D>(a, c);
-    const Complex<D> evenDifference = Minus<D>(a, c);
-    const Complex<D> oddSum = Plus<D>(b, d);
-    const Complex<D> oddDifference = Minus<D>(b, d);
-    a = Plus<D>(evenSum, oddSum);
-    b = MinusI<D>(evenDifference, oddDifference);
-    c = Minus<D>(evenSum, oddSum);
-    d = PlusI<D>(evenDifference, oddDifference);
-}
-
-// Eight points in place, x[i] becomes frequency i.
-template <class D>
-HWY_INLINE void Eight(D d, Complex<D>* HWY_RESTRICT x) {
-    Complex<D> a0 = Plus<D>(x[0], x[4]);
-    Complex<D> a1 = Plus<D>(x[1], x[5]);
-    Complex<D> a2 = Plus<D>(x[2], x[6]);
-    Complex<D> a3 = Plus<D>(x[3], x[7]);
-    Complex<D> b0 = Minus<D>(x[0], x[4]);
-    Complex<D> b1 = EighthTurn(d, Minus<D>(x[1], x[5]));
-    const Complex<D> quarter = Minus<D>(x[2], x[6]);
-    Complex<D> b3 = ThreeEighthsTurn(d, Minus<D>(x[3], x[7]));
-    Complex<D> b2 = {quarter.im, hn::Neg(quarter.re)};
-    Four<D>(a0, a1, a2, a3);
-    Four<D>(b0, b1, b2, b3);
-    x[0] = a0;
-    x[1] = b0;
-    x[2] = a1;
-    x[3] = b1;
-    x[4] = a2;
-    x[5] = b2;
-    x[6] = a3;
-    x[7] = b3;
-}
-
-// The first half of sixteen points: those at a distance of four meet, and are turned by exp(-2 pi i kFirst s
-// / 16).
-template <std::size_t kFirst, class D>
-HWY_INLINE void DistantFour(D d, Complex<D>* HWY_RESTRICT x) {
-    constexpr float kCos = 0.92387953251128675613f;
-    constexpr float kSin = 0.38268343236508977173f;
-    Complex<D> a = x[kFirst];
-    Complex<D> b = x[kFirst + 4];
-    Complex<D> c = x[kFirst + 8];
-    Complex<D> e = x[kFirst + 12];
-    Four<D>(a, b, c, e);
-    if constexpr (kFirst == 1) {
-        b = Times(d, b, kCos, -kSin);
-        c = EighthTurn(d, c);
-        e = Times(d, e, kSin, -kCos);
-    } else if constexpr (kFirst == 2) {
-        b = EighthTurn(d, b);
-        c = {c.im, hn::Neg(c.re)};
-        e = ThreeEighthsTurn(d, e);
-    } else if constexpr (kFirst == 3) {
-        b = Times(d, b, kSin, -kCos);
-        c = ThreeEighthsTurn(d, c);
-        e = Times(d, e, -kCos, kSin);
-    }
-    x[kFirst] = a;
-    x[kFirst + 4] = b;
-    x[kFirst + 8] = c;
-    x[kFirst + 12] = e;
-}
-
-// The forms in which a row is read and written.
-
-struct SplitRows {
-    const float* re;
-    const float* im;
-    std::size_t uRow;
-
-    template <class D>
-    HWY_INLINE Complex<D> Load(D d, std::size_t uIndex, std::size_t uColumn) const {
-        return {hn::LoadU(d, re + uIndex * uRow + uColumn), hn::LoadU(d, im + uIndex * uRow + uColumn)};
-    }
-};
-
-struct PairRows {
-    const float* pairs;
-
-    template <class D>
-    HWY_INLINE Complex<D> Load(D d, std::size_t uIndex, std::size_t uColumn) const {
-        Complex<D> value;
-        hn::LoadInterleaved2(d, pairs + 2 * (uIndex * kRow + uColumn), value.re, value.im);
-        return value;
-    }
-};
-
-struct SplitStore {
-    float* re;
-    float* im;
-    std::size_t uRow;
-
-    HWY_INLINE std::size_t Place(std::size_t uPoint) const { return uPoint / kRow * uRow + uPoint % kRow; }
-
-    template <class D>
-    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPlace) const {
-        hn::StoreU(value.re, d, re + uPlace);
-        hn::StoreU(value.im, d, im + uPlace);
-    }
-};
-
-struct PairStore {
-    float* pairs;
-
-    HWY_INLINE std::size_t Place(std::size_t uPoint) const { return 2 * uPoint; }
-
-    template <class D>
-    HWY_INLINE void Store(D d, const Complex<D>& value, std::size_t uPlace) const {
-        hn::StoreInterleaved2(value.im, value.re, d, pairs + uPlace);
-    }
-};
-
-template <class D>
-HWY_INLINE void StoreWork(D d, const Complex<D>& value, float* work, std::size_t uIndex,
-                          std::size_t uColumn) {
-    hn::StoreU(value.re, d, work + uIndex * kWorkRow + uColumn);
-    hn::StoreU(value.im, d, work + uIndex * kWorkRow + kRow + uColumn);
-}
-
+// Times the factor that stands `uFactor` floats behind `factors`, which is null where all of them are 1.
 template <bool kFactors, class D>
-HWY_INLINE Complex<D> Turned(D d, const Complex<D>& value, const float* HWY_RESTRICT factors,
-                             std::size_t uFactor) {
-    if constexpr (kFactors) return Times(d, value, factors[uFactor], factors[uFactor + 1]);
-    return value;
+HWY_INLINE void StoreTurned(D d, const Complex<D>& value, const float* HWY_RESTRICT factors,
+                            std::size_t uFactor, float* work) {
+    if constexpr (kFactors) {
+        StoreWork(d, Times(d, value, factors[uFactor], factors[uFactor + 1]), work);
+    } else {
+        StoreWork(d, value, work);
+    }
+}
+
+// A vector of columns of one row in each of the quarters of a block.
+template <bool kFactors, class D, class Rows>
+HWY_INLINE void FourColumn(D d, const Rows& source, std::size_t uSource, std::size_t uSourceStep,
+                           const float* HWY_RESTRICT factors, float* work, std::size_t uStep) {
+    Complex<D> x0 = source.Load(d, uSource);
+    Complex<D> x1 = source.Load(d, uSource + uSourceStep);
+    Complex<D> x2 = source.Load(d, uSource + 2 * uSourceStep);
+    Complex<D> x3 = source.Load(d, uSource + 3 * uSourceStep);
+    Four<D>(x0, x1, x2, x3);
+    StoreWork(d, x0, work);
+    StoreTurned<kFactors>(d, x1, factors, 0, work + uStep);
+    StoreTurned<kFactors>(d, x2, factors, 2, work + 2 * uStep);
+    StoreTurned<kFactors>(d, x3, factors, 4, work + 3 * uStep);
+}
+
+// The same for eighths, in two halves: the odd points are done with, down to four values, before the even
+// ones are loaded. So about sixteen vectors are alive at once.
+template <class D>
+struct OddHalf {
+    Complex<D> aSum;
+    Complex<D> aDifference;
+    Complex<D> bSum;
+    Complex<D> bDifference;
+};
+
+template <class D, class Rows>
+HWY_INLINE OddHalf<D> OddOfEight(D d, const Rows& source, std::size_t uSource, std::size_t uSourceStep) {
+    const Complex<D> x1 = source.Load(d, uSource + uSourceStep);
+    const Complex<D> x5 = source.Load(d, uSource + 5 * uSourceStep);
+    const Complex<D> a1 = Plus<D>(x1, x5);
+    const Complex<D> b1 = EighthTurn(d, Minus<D>(x1, x5));
+    const Complex<D> x3 = source.Load(d, uSource + 3 * uSourceStep);
+    const Complex<D> x7 = source.Load(d, uSource + 7 * uSourceStep);
+    const Complex<D> a3 = Plus<D>(x3, x7);
+    const Complex<D> b3 = ThreeEighthsTurn(d, Minus<D>(x3, x7));
+    return {Plus<D>(a1, a3), Minus<D>(a1, a3), Plus<D>(b1, b3), Minus<D>(b1, b3)};
+}
+
+template <bool kFactors, class D, class Rows>
+HWY_INLINE void EvenOfEight(D d, const Rows& source, std::size_t uSource, std::size_t uSourceStep,
+                            const OddHalf<D>& odd, const float* HWY_RESTRICT factors, float* work,
+                            std::size_t uStep) {
+    const Complex<D> x0 = source.Load(d, uSource);
+    const Complex<D> x4 = source.Load(d, uSource + 4 * uSourceStep);
+    const Complex<D> x2 = source.Load(d, uSource + 2 * uSourceStep);
+    const Complex<D> x6 = source.Load(d, uSource + 6 * uSourceStep);
+    const Complex<D> a0 = Plus<D>(x0, x4);
+    const Complex<D> a2 = Plus<D>(x2, x6);
+    const Complex<D> even = Plus<D>(a0, a2);
+    StoreWork(d, Plus<D>(even, odd.aSum), work);
+    StoreTurned<kFactors>(d, Minus<D>(even, odd.aSum), factors, 6, work + 4 * uStep);
+    const Complex<D> evenDifference = Minus<D>(a0, a2);
+    StoreTurned<kFactors>(d, MinusI<D>(evenDifference, odd.aDifference), factors, 2, work + 2 * uStep);
+    StoreTurned<kFactors>(d, PlusI<D>(evenDifference, odd.aDifference), factors, 10, work + 6 * uStep);
+
+    // The second of these two is still to be turned by a quarter.
+    const Complex<D> b0 = Minus<D>(x0, x4);
+    const Complex<D> b2 = Minus<D>(x2, x6);
+    const Complex<D> sum = MinusI<D>(b0, b2);
+    StoreTurned<kFactors>(d, Plus<D>(sum, odd.bSum), factors, 0, work + uStep);
+    StoreTurned<kFactors>(d, Minus<D>(sum, odd.bSum), factors, 8, work + 5 * uStep);
+    const Complex<D> difference = PlusI<D>(b0, b2);
+    StoreTurned<kFactors>(d, MinusI<D>(difference, odd.bDifference), factors, 4, work + 3 * uStep);
+    StoreTurned<kFactors>(d, PlusI<D>(difference, odd.bDifference), factors, 12, work + 7 * uStep);
+}
+
+template <bool kFactors, class D, class Rows>
+HWY_INLINE void EightColumn(D d, const Rows& source, std::size_t uSource, std::size_t uSourceStep,
+                            const float* HWY_RESTRICT factors, float* work, std::size_t uStep) {
+    const OddHalf<D> odd = OddOfEight(d, source, uSource, uSourceStep);
+    EvenOfEight<kFactors>(d, source, uSource, uSourceStep, odd, factors, work, uStep);
+}
+
+// A whole row of each eighth: all columns of the odd rows are read before the even rows are, so that half
+// as many lines are in use at once.
+template <bool kFactors, class Rows>
+HWY_INLINE void EightRows(const Rows& source, std::size_t uSource, std::size_t uSourceStep,
+                          const float* HWY_RESTRICT factors, float* work, std::size_t uStep) {
+    using D = hn::CappedTag<float, kRow>;
+    const D d;
+    alignas(64) float held[8 * kRow];
+    HWY_UNROLL(2)
+    for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
+        const OddHalf<D> odd = OddOfEight(d, source, uSource + source.Column(c), uSourceStep);
+        StoreWork(d, odd.aSum, held + c);
+        StoreWork(d, odd.aDifference, held + 2 * kRow + c);
+        StoreWork(d, odd.bSum, held + 4 * kRow + c);
+        StoreWork(d, odd.bDifference, held + 6 * kRow + c);
+    }
+    HWY_UNROLL(2)
+    for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
+        const WorkRows rows{held + c};
+        const OddHalf<D> odd = {rows.Load(d, 0), rows.Load(d, 2 * kRow), rows.Load(d, 4 * kRow),
+                                rows.Load(d, 6 * kRow)};
+        EvenOfEight<kFactors>(d, source, uSource + source.Column(c), uSourceStep, odd, factors, work + c,
+                              uStep);
+    }
 }
 
 // One block of a pass. Row j of the source goes to row j of the work buffer.
-template <bool kFactors, class Rows>
-HWY_NOINLINE void FourPass(const FftTables::Pass& pass, const Rows& source, float* work) {
+template <std::size_t kRadix, bool kFactors, bool kFar = false, class Rows>
+HWY_NOINLINE void Pass(const FftTables::Pass& pass, const Rows& allRows, float* work) {
     using D = hn::CappedTag<float, kRow>;
     const D d;
-    const std::size_t q = pass.uRows / 4;
+    const Rows source = allRows;
+    const std::size_t q = pass.uRows / kRadix;
+    const std::size_t uSourceStep = q * source.Row();
+    const std::size_t uStep = q * kWorkRow;
     const float* factors = pass.factors.data();
+    std::size_t uSource = 0;
     for (std::size_t j = 0; j < q; ++j) {
-        const std::size_t f = 6 * j;
-        for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
-            Complex<D> x0 = source.Load(d, j, c);
-            Complex<D> x1 = source.Load(d, j + q, c);
-            Complex<D> x2 = source.Load(d, j + 2 * q, c);
-            Complex<D> x3 = source.Load(d, j + 3 * q, c);
-            Four<D>(x0, x1, x2, x3);
-            StoreWork(d, x0, work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x1, factors, f), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x2, factors, f + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x3, factors, f + 4), work, j + 3 * q, c);
+        if constexpr (kFar) {
+            EightRows<kFactors>(source, uSource, uSourceStep, factors, work, uStep);
         }
-    }
-}
-
-template <bool kFactors, class Rows>
-HWY_NOINLINE void EightPass(const FftTables::Pass& pass, const Rows& source, float* work) {
-    using D = hn::CappedTag<float, kRow>;
-    const D d;
-    const std::size_t q = pass.uRows / 8;
-    const float* factors = pass.factors.data();
-    for (std::size_t j = 0; j < q; ++j) {
-        const std::size_t f = 14 * j;
-        for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
-            Complex<D> x[8] = {source.Load(d, j, c),         source.Load(d, j + q, c),
-                               source.Load(d, j + 2 * q, c), source.Load(d, j + 3 * q, c),
-                               source.Load(d, j + 4 * q, c), source.Load(d, j + 5 * q, c),
-                               source.Load(d, j + 6 * q, c), source.Load(d, j + 7 * q, c)};
-            Eight(d, x);
-            StoreWork(d, x[0], work, j, c);
-            StoreWork(d, Turned<kFactors>(d, x[1], factors, f), work, j + q, c);
-            StoreWork(d, Turned<kFactors>(d, x[2], factors, f + 2), work, j + 2 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[3], factors, f + 4), work, j + 3 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[4], factors, f + 6), work, j + 4 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[5], factors, f + 8), work, j + 5 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[6], factors, f + 10), work, j + 6 * q, c);
-            StoreWork(d, Turned<kFactors>(d, x[7], factors, f + 12), work, j + 7 * q, c);
+        HWY_UNROLL(2)
+        for (std::size_t c = 0; c < kRow && !kFar; c += hn::Lanes(d)) {
+            const std::size_t u = uSource + source.Column(c);
+            if constexpr (kRadix == 8) {
+                EightColumn<kFactors>(d, source, u, uSourceStep, factors, work + c, uStep);
+            } else {
+                FourColumn<kFactors>(d, source, u, uSourceStep, factors, work + c, uStep);
+            }
         }
+        uSource += source.Row();
+        work += kWorkRow;
+        if constexpr (kFactors) factors += 2 * (kRadix - 1);
     }
 }
 
@@ -259,9 +164,9 @@ template <class Rows>
 void RunPass(const FftTables::Pass& pass, const Rows& source, float* work) {
     const bool bFactors = !pass.factors.empty();
     if (pass.nRadix == 8) {
-        bFactors ? EightPass<true>(pass, source, work) : EightPass<false>(pass, source, work);
+        bFactors ? Pass<8, true>(pass, source, work) : Pass<8, false>(pass, source, work);
     } else {
-        bFactors ? FourPass<true>(pass, source, work) : FourPass<false>(pass, source, work);
+        bFactors ? Pass<4, true>(pass, source, work) : Pass<4, false>(pass, source, work);
     }
 }
 
@@ -271,7 +176,7 @@ void RunColumns(const FftTables::Pass* pass, const FftTables::Pass* end, std::si
     if (pass == end) return;
     for (std::size_t uRow = 0; uRow < uAllRows; uRow += pass->uRows) {
         float* block = work + uRow * kWorkRow;
-        RunPass(*pass, SplitRows{block, block + kRow, kWorkRow}, block);
+        RunPass(*pass, WorkRows{block}, block);
         RunColumns(pass + 1, end, pass->uRows, block);
     }
 }
@@ -340,56 +245,79 @@ HWY_INLINE void FourColumnsTurned(D d, const float* rows, const float* HWY_RESTR
     x[kColumn + 3] = Times<D>({re[3], im[3]}, LoadFactor<kGroup>(d, factor + 4 * kGroup));
 }
 
+// The place of frequency uPoint + uSlot uStep of a row's sixteen. Groups of sixteen points begin a row of the
+// target, so that places are as far apart as points; shorter ones share rows.
+template <std::size_t kGroup, class Store>
+HWY_INLINE std::size_t SlotPlace(const Store& store, std::size_t uPoint, std::size_t uStep,
+                                 std::size_t uSlot) {
+    if constexpr (kGroup == kRow) return store.Place(uPoint) + uSlot * store.Place(uStep);
+    return store.Place(uPoint + uSlot * uStep);
+}
+
 // The second half of sixteen points: four neighbours meet and give the frequencies kFirst, kFirst + 4, ... of
-// the rows, which are uStep points apart. Rows of eight frequencies change the target's row at every
-// second one; otherwise places are as far apart as points.
-template <std::size_t kFirst, std::size_t kLanes, class D, class Target>
-HWY_INLINE void CloseFour(D d, const Complex<D>* HWY_RESTRICT x, const Target target, float fScale,
-                          std::size_t uPoint, std::size_t uStep) {
-    std::size_t place[4];
-    for (std::size_t k = 0; k < 4; ++k) {
-        place[k] = kLanes == 8 ? target.Place(uPoint + (kFirst + 4 * k) * uStep)
-                               : target.Place(uPoint + kFirst * uStep) + k * target.Place(4 * uStep);
-    }
+// the rows, which are uStep points apart.
+template <std::size_t kFirst, std::size_t kGroup, class D, class Store>
+HWY_INLINE void CloseFour(D d, const Complex<D>* HWY_RESTRICT x, const Store& store, std::size_t uPoint,
+                          std::size_t uStep) {
     Complex<D> a = x[4 * kFirst];
     Complex<D> b = x[4 * kFirst + 1];
     Complex<D> c = x[4 * kFirst + 2];
     Complex<D> e = x[4 * kFirst + 3];
     Four<D>(a, b, c, e);
-    const auto scale = hn::Set(d, fScale);
-    target.Store(d, Scaled<D>(a, scale), place[0]);
-    target.Store(d, Scaled<D>(b, scale), place[1]);
-    target.Store(d, Scaled<D>(c, scale), place[2]);
-    target.Store(d, Scaled<D>(e, scale), place[3]);
+    store.template Store<kFirst>(d, a, SlotPlace<kGroup>(store, uPoint, uStep, kFirst));
+    store.template Store<kFirst + 4>(d, b, SlotPlace<kGroup>(store, uPoint, uStep, kFirst + 4));
+    store.template Store<kFirst + 8>(d, c, SlotPlace<kGroup>(store, uPoint, uStep, kFirst + 8));
+    store.template Store<kFirst + 12>(d, e, SlotPlace<kGroup>(store, uPoint, uStep, kFirst + 12));
+}
+
+// A vector of rows of a group, from row i on.
+template <std::size_t kGroup, class D, class Store>
+HWY_INLINE void RowVector(D d, const float* HWY_RESTRICT turnFactors, std::size_t uRows, std::size_t uFirst,
+                          const float* HWY_RESTRICT group, const Store& store, std::size_t i) {
+    const float* factors = turnFactors + uFirst * (kRow - 1) * 2 + i;
+    const float* rows = group + i * kWorkRow;
+    Complex<D> x[kRow];
+    FourColumnsTurned<0, kGroup>(d, rows, factors, x);
+    FourColumnsTurned<4, kGroup>(d, rows, factors, x);
+    FourColumnsTurned<8, kGroup>(d, rows, factors, x);
+    FourColumnsTurned<12, kGroup>(d, rows, factors, x);
+    DistantFour<0>(d, x);
+    DistantFour<1>(d, x);
+    DistantFour<2>(d, x);
+    DistantFour<3>(d, x);
+    const std::size_t uPoint = uFirst + i;
+    CloseFour<0, kGroup>(d, x, store, uPoint, uRows);
+    CloseFour<1, kGroup>(d, x, store, uPoint, uRows);
+    CloseFour<2, kGroup>(d, x, store, uPoint, uRows);
+    CloseFour<3, kGroup>(d, x, store, uPoint, uRows);
 }
 
 // The turn and the sixteen points along each row, for one group of neighbouring frequencies of the columns:
 // kLanes rows in natural order from frequency uFirst on. Its size is 16, or the columns' length below.
 template <std::size_t kLanes, class Target>
 HWY_NOINLINE void RunRows(const FftTables& tables, std::size_t uFirst, const float* HWY_RESTRICT group,
-                          const Target& target, float fScale) {
-    using D = hn::CappedTag<float, kLanes>;
-    const D d;
+                          const Target& target) {
+    const hn::CappedTag<float, kLanes> d;
+    // A copy, since a vector's store could change the original for all that the compiler knows.
+    const Target store = target;
     const std::size_t uRows = tables.Rows();
-    constexpr std::size_t kGroup = kLanes;
-    const float* factors = tables.TurnFactors() + uFirst * (kRow - 1) * 2;
-    for (std::size_t i = 0; i < kGroup; i += hn::Lanes(d)) {
-        const float* rows = group + i * kWorkRow;
-        Complex<D> x[kRow];
-        FourColumnsTurned<0, kGroup>(d, rows, factors + i, x);
-        FourColumnsTurned<4, kGroup>(d, rows, factors + i, x);
-        FourColumnsTurned<8, kGroup>(d, rows, factors + i, x);
-        FourColumnsTurned<12, kGroup>(d, rows, factors + i, x);
-        DistantFour<0>(d, x);
-        DistantFour<1>(d, x);
-        DistantFour<2>(d, x);
-        DistantFour<3>(d, x);
-        const std::size_t uPoint = uFirst + i;
-        CloseFour<0, kLanes>(d, x, target, fScale, uPoint, uRows);
-        CloseFour<1, kLanes>(d, x, target, fScale, uPoint, uRows);
-        CloseFour<2, kLanes>(d, x, target, fScale, uPoint, uRows);
-        CloseFour<3, kLanes>(d, x, target, fScale, uPoint, uRows);
-    }
+    for (std::size_t i = 0; i < kLanes; i += hn::Lanes(d))
+        RowVector<kLanes>(d, tables.TurnFactors(), uRows, uFirst, group, store, i);
+}
+
+// The same for a target whose rows are far apart: the vectors of a row wait until the last one is there, and
+// its line is touched once.
+template <class Target>
+HWY_NOINLINE void RunFarRows(const FftTables& tables, std::size_t uFirst, const float* HWY_RESTRICT group,
+                             const Target& target) {
+    const hn::CappedTag<float, kRow> d;
+    const Target store = target;
+    const std::size_t uRows = tables.Rows();
+    alignas(64) float lines[kRow * kWorkRow];
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) < kRow; i += hn::Lanes(d))
+        RowVector<kRow>(d, tables.TurnFactors(), uRows, uFirst, group, HoldLines{lines + i}, i);
+    RowVector<kRow>(d, tables.TurnFactors(), uRows, uFirst, group, FinishLines<Target>{store, lines}, i);
 }
 
 // The last pass, whose blocks are four rows, and the rows behind it, a few blocks at a time: those of sixteen
@@ -403,24 +331,21 @@ void RunLastPassAndRows(const FftTables& tables, const float* work, const Target
     const std::size_t uBlocks = uQuarter < kRow ? uQuarter : kRow;
     for (std::size_t uFirst = 0; uFirst < uQuarter; uFirst += uBlocks) {
         for (std::size_t i = 0; i < uBlocks; ++i) {
-            const float* block = work + tables.RowOf()[uFirst + i] * kWorkRow;
-            const SplitRows rows{block, block + kRow, kWorkRow};
+            const ScaledRows<WorkRows> rows{{work + tables.RowOf()[uFirst + i] * kWorkRow}, fScale};
+            float* group = groups + i * kWorkRow;
+            HWY_UNROLL(2)
             for (std::size_t c = 0; c < kRow; c += hn::Lanes(d)) {
-                Complex<D> x0 = rows.Load(d, 0, c);
-                Complex<D> x1 = rows.Load(d, 1, c);
-                Complex<D> x2 = rows.Load(d, 2, c);
-                Complex<D> x3 = rows.Load(d, 3, c);
-                Four<D>(x0, x1, x2, x3);
-                StoreWork(d, x0, groups, i, c);
-                StoreWork(d, x1, groups, uBlocks + i, c);
-                StoreWork(d, x2, groups, 2 * uBlocks + i, c);
-                StoreWork(d, x3, groups, 3 * uBlocks + i, c);
+                FourColumn<false>(d, rows, c, kWorkRow, nullptr, group + c, uBlocks * kWorkRow);
             }
         }
         // Fewer than sixteen blocks are all there are, and their frequencies have no gaps.
         const std::size_t uStep = uBlocks < kRow ? kRow : uQuarter;
         for (std::size_t g = 0; g < 4 * uBlocks / kRow; ++g) {
-            RunRows<kRow>(tables, uFirst + g * uStep, groups + g * kRow * kWorkRow, target, fScale);
+            if (tables.Rows() >= kFarRows && kSplitsLines) {
+                RunFarRows(tables, uFirst + g * uStep, groups + g * kRow * kWorkRow, target);
+            } else {
+                RunRows<kRow>(tables, uFirst + g * uStep, groups + g * kRow * kWorkRow, target);
+            }
         }
     }
 }
@@ -429,13 +354,19 @@ template <class Rows, class Target>
 void Transform(const FftTables& tables, const Rows& source, const Target& target, float fScale, float* work) {
     const auto& passes = tables.Passes();
     const FftTables::Pass* first = passes.data();
-    RunPass(*first, source, work);
     // Short columns give fewer frequencies than the widest vector has lanes.
     if (tables.Rows() == 4) {
-        RunRows<4>(tables, 0, work, target, fScale);
+        Pass<4, false>(*first, ScaledRows<Rows>{source, fScale}, work);
+        RunRows<4>(tables, 0, work, target);
     } else if (tables.Rows() == 8) {
-        RunRows<8>(tables, 0, work, target, fScale);
+        Pass<8, false>(*first, ScaledRows<Rows>{source, fScale}, work);
+        RunRows<8>(tables, 0, work, target);
     } else {
+        if (tables.Rows() >= kFarRows && kSplitsLines) {
+            Pass<8, true, true>(*first, source, work);
+        } else {
+            RunPass(*first, source, work);
+        }
         RunColumns(first + 1, first + passes.size() - 1, tables.Rows(), work);
         RunLastPassAndRows(tables, work, target, fScale);
     }
