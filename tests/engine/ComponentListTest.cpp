@@ -16,8 +16,8 @@ TEST_CASE("The list of components, what a state block holds and what a host may 
                        "Reverb::Reverb", "Maximizer::Maximizer", "Exciter::Exciter", "Squash",
                        "Imager::Imager", "DCOffset::DCOffset", "Dither::Dither"});
 
-    std::size_t stored[4] = {};
     // Floats, bools and ints of each component in turn.
+    std::size_t stored[4] = {};
     std::vector<std::string> automatable;
     for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
         if (parameter.Info().storageClass == StorageClass::StateBlock)
@@ -31,4 +31,34 @@ TEST_CASE("The list of components, what a state block holds and what a host may 
     CHECK(automatable == std::vector<std::string>{"Global: Bypass", "Gain: Input Left", "Gain: Input Right",
                                                   "Gain: Output Left", "Gain: Output Right", "Crossover Q",
                                                   "CrossOver: Cutoff 1"});
+}
+
+TEST_CASE("A fresh parameter has its default, which lies in its range, and no setter leaves the range") {
+    Test::TestPlugin plugin;
+    const auto parameters = AllParameters(plugin.Components());
+    for (const ParameterRef& parameter : parameters) {
+        CAPTURE(parameter.Name());
+        CHECK(parameter.Get() == parameter.Default());
+        CHECK(parameter.Default() >= parameter.Min());
+        CHECK(parameter.Default() <= parameter.Max());
+    }
+    for (const ParameterRef& parameter : parameters) {
+        CAPTURE(parameter.Name());
+        parameter.Set(1e9);
+        CHECK(parameter.Get() == parameter.Max());
+        parameter.Set(-1e9);
+        CHECK(parameter.Get() == parameter.Min());
+    }
+}
+
+TEST_CASE("Global settings are preferences, but for the bypass, which is kept nowhere") {
+    Test::TestPlugin plugin;
+    for (const ParameterRef& parameter :
+         AllParameters({&plugin.Find("Global"), &plugin.Find("GlobalDerived")})) {
+        CAPTURE(parameter.Name());
+        const bool bBypass = parameter.Name() == "Global: Bypass";
+        CHECK(parameter.Info().storageClass == (bBypass ? StorageClass::Nowhere : StorageClass::Settings));
+        CHECK(parameter.Info().uPresetFlag == (bBypass ? 0 : 1));
+        CHECK(parameter.Info().presetGroup == PresetGroup::None);
+    }
 }

@@ -215,8 +215,14 @@ TEST_CASE("A file cut anywhere but between records is no file, and the list star
         REQUIRE(loaded.Entries().size() == static_cast<std::size_t>(uEntries));
         if (end == ends.end()) REQUIRE(loaded.Entries()[0].strLabel == HistoryList::kInitialLabel);
     }
-    // Nothing can be put in the place of a folder that holds something.
+    // A save puts a new file in the old one's place, which whoever holds it keeps whole.
+    std::filesystem::create_hard_link(rig.file.Path(), rig.folder.File("held"));
+    rig.Push(1);
+    CHECK(rig.Saved() != strWhole);
+    CHECK(Test::Slurp(rig.folder.File("held")) == strWhole);
     REQUIRE(rig.file.Remove());
+    std::filesystem::remove(rig.folder.File("held"));
+    // Nothing can be put in the place of a folder that holds something.
     std::filesystem::create_directories(rig.file.Path() + "/x");
     CHECK_FALSE(rig.file.Save(rig.list));
     CHECK_FALSE(rig.file.Load(rig.list));

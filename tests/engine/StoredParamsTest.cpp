@@ -81,11 +81,6 @@ TEST_CASE("What a store holds is clamped on its way in, and what it cannot give 
     CHECK(plugin.Get("Global: Preset Change Mode") == 2);
     CHECK(plugin.Get("Global: Process As Mono") == 0);
     CHECK_FALSE(plugin.FrozenSystemDelay().has_value());
-}
-
-TEST_CASE("The user's data lie where the store says, or beside the module") {
-    Util::MemorySettingsStore user;
-    TestPlugin plugin(user);
     CHECK_FALSE(plugin.InstallPath().empty());
     user.SetText("InstallPath", "/somewhere/");
     CHECK(plugin.InstallPath() == "/somewhere/");

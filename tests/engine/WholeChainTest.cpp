@@ -116,6 +116,28 @@ TEST_CASE("The delay that a chain reports is the delay that it has, in every mod
     }
 }
 
+TEST_CASE("A mode chosen in mid-stream delays as one chosen before it") {
+    std::size_t uMode = 0;
+    for (const ChainMode& mode : Test::AllChainModes()) {
+        if (++uMode % kEvery != 0) continue;
+        CAPTURE(mode.strName);
+        const auto delay = [](TestPlugin& plugin) {
+            plugin.Render({Test::Noise(1, 64), Test::Noise(2, 64)}, {64});
+            return plugin.GetTransform().SystemDelay();
+        };
+        TestPlugin before, meanwhile;
+        mode.ApplyTo(before);
+        before.BeginStreaming(44100);
+        meanwhile.BeginStreaming(44100);
+        delay(meanwhile);
+        // As a user does it, and within a change of presets.
+        if (uMode % 2 == 0) meanwhile.BeginPresetChange();
+        mode.ApplyTo(meanwhile);
+        if (uMode % 2 == 0) meanwhile.EndPresetChange();
+        CHECK(delay(meanwhile) == delay(before));
+    }
+}
+
 TEST_CASE("A second after damaged samples every mode of every module sounds as if they had not been") {
     constexpr std::uint32_t kRate = 22050;
     constexpr float kDamages[] = {std::numeric_limits<float>::quiet_NaN(),

@@ -5,26 +5,12 @@
 
 #include "dsp/CrossOver.h"
 #include "dsp/Dynamics.h"
-#include "tests/support/FakeModules.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestPlugin.h"
 
 using Test::TestPlugin;
 
 namespace {
-
-/// The crossover with one band module behind it, which leaves the bands as they are.
-ModuleSet CrossOverChain(PluginContext& plugin) {
-    ModuleSet modules;
-    auto* const crossOver = modules.Add<DSP::CrossOver>(plugin);
-    auto* const fake = modules.Add<Test::FakeModule>(plugin, "Fake");
-    fake->SetOn(true);
-    modules.crossOver = crossOver;
-    modules.bands = crossOver;
-    modules.dynamics = fake;
-    crossOver->SetBandModules({fake});
-    return modules;
-}
 
 /// The crossover with the dynamics alone, in one band.
 ModuleSet DynamicsChain(PluginContext& plugin) {
@@ -40,33 +26,50 @@ ModuleSet DynamicsChain(PluginContext& plugin) {
 
 }  // namespace
 
-TEST_CASE("The chain's Digital bands sum to its input behind the system delay, and to nothing when muted") {
-    TestPlugin plugin(&CrossOverChain);
-    plugin.Set("CrossOver: Type", 1);
-    plugin.Set("CrossOver: Buffer Size", 0);
+TEST_CASE("Dither is behind the output gain: what leaves the chain is on the grid of the word length") {
+    TestPlugin plugin;
+    plugin.Set("Gain: Output Left", -7.3);
+    plugin.Set("DTR: Dithering Bit Depth", 1);
+    plugin.Set("DTR: Dithering Type", 3);
     plugin.BeginStreaming(44100);
-    CHECK(plugin.GetTransform().SystemDelay() == 511 + 127);
-    const TestPlugin::Audio input{Test::Noise(1, 5000), Test::Noise(2, 5000)};
-    const auto output = plugin.Render(input, {100, 512, 33});
-    const auto worst = [](const std::vector<float>& in, const std::vector<float>& out) {
-        float fWorst = 0.0f;
-        for (std::size_t i = 638; i < out.size(); ++i)
-            fWorst = std::max(fWorst, std::abs(out[i] - in[i - 638]));
-        return fWorst;
+    const auto output = plugin.Render({Test::Noise(1, 3000), Test::Noise(2, 3000)}, {512});
+    for (const auto* channel : {&output.left, &output.right}) {
+        CHECK(std::all_of(channel->begin(), channel->end(),
+                          [](float fSample) { return fSample * 2048.0f == std::floor(fSample * 2048.0f); }));
+    }
+}
+
+TEST_CASE("The exciter follows the crossover's cutoffs as they are set, also while they wait for an order") {
+    const auto render = [](double fFirstCutoff) {
+        TestPlugin plugin;
+        plugin.Set("EXC: Bypass", 0);
+        plugin.Set("EXC: Band 1 Amount", 12);
+        plugin.BeginStreaming(44100);
+        // Above the second cutoff: the bands stay where they were.
+        plugin.Set("CrossOver: Cutoff 1", fFirstCutoff);
+        return plugin.Render({Test::Noise(1, 3000), Test::Noise(2, 3000)}, {512});
     };
-    CHECK(worst(input.left, output.left) < 5e-7f);
-    CHECK(worst(input.right, output.right) < 5e-7f);
+    CHECK(Test::WorstDifference(render(5000).left, render(9000).left) > 1e-4f);
+}
 
-    for (const char* name : {"CrossOver: Band 1 Mute", "CrossOver: Band 2 Mute", "CrossOver: Band 3 Mute",
-                             "CrossOver: Band 4 Mute"})
-        plugin.Set(name, 1);
-    const auto muted = plugin.Render(input, {100});
-    CHECK(std::all_of(muted.left.begin(), muted.left.end(),
-                      [](float fSample) { return std::abs(fSample) == 1e-10f; }));
-
-    // Without the band module there is no split and no delay.
-    plugin.Set("Fake: On", 0);
-    CHECK(plugin.GetTransform().SystemDelay() == 0);
+TEST_CASE("Automation moves the matching amount, and the equalizer's sound with it") {
+    std::vector<float> ends;
+    for (const bool bAutomated : {false, true}) {
+        TestPlugin plugin;
+        plugin.GetTransform().Snapshots()->SetTarget(8);
+        plugin.Set("EQ: Bypass", 0);
+        plugin.Set("EQ: Type", 2);
+        const EnvelopeSegment jump{0, 1, 100.0f, 100.0f, 0, EnvelopeCurve::Jump};
+        if (bAutomated) {
+            plugin.Find("Snapshot").Envelopes().AddSegments(ParameterGroup::Float, 0, {&jump, 1});
+        } else {
+            plugin.Set("EQ: Matching Amount", 100);
+        }
+        plugin.BeginStreaming(44100);
+        ends.push_back(plugin.Render({Test::Noise(3, 30000), {}}, {512}).left.back());
+        CHECK(plugin.Get("EQ: Matching Amount") == 100.0);
+    }
+    CHECK(ends[0] == ends[1]);
 }
 
 TEST_CASE("Automation switches the only band module on, off and on again") {
