@@ -47,14 +47,10 @@ TEST_CASE("Thread: one object runs one work after another, each on another threa
             id = std::this_thread::get_id();
         });
         // Every other time the next start does the waiting.
-        if (i % 2 == 0) {
-            CHECK(thread.Join(60000));
-            CHECK(nRuns == i);
-            CHECK(id != std::this_thread::get_id());
-        } else {
-            thread.Start([] {});
-            CHECK(nRuns == i);
-        }
+        if (i % 2 == 0) CHECK(thread.Join(60000));
+        if (i % 2 != 0) thread.Start([] {});
+        CHECK(nRuns == i);
+        CHECK(id != std::this_thread::get_id());
     }
 }
 
@@ -80,10 +76,6 @@ TEST_CASE("Thread: what the work throws is kept until the next start") {
     CHECK(thread.Join(60000));
     REQUIRE(thread.Failure());
     CHECK_THROWS_WITH(std::rethrow_exception(thread.Failure()), "no memory");
-    Gate gate;
-    thread.Start(gate.Work());
-    CHECK_FALSE(thread.Failure());
-    gate.open.set_value();
-    CHECK(thread.Join(60000));
+    thread.Start([] {});
     CHECK_FALSE(thread.Failure());
 }
