@@ -77,6 +77,7 @@ TEST_CASE("Dir: a folder is made with what is missing above it, and a failure sa
     Dir::Create(strDeep);
     CHECK(Dir::Exists(strDeep));
     Dir::Create(strDeep + "//");
+    Dir::Create("");
 
     Test::Spill(folder.File("file"), "x");
     CHECK((Dir::FileExists(folder.File("file")) && !Dir::Exists(folder.File("file"))));
