@@ -175,18 +175,17 @@ TEST_CASE("Audio files: the format follows the wish, then the input, and a bad p
 TEST_CASE("Audio files: the same samples give the same bytes, and an Ogg file stays readable") {
     const Test::TempFolder folder;
     const Planes planes{Test::Noise(5, 30000), Test::Noise(6, 30000)};
-    for (const std::string strExtension : {".wav", ".aiff", ".caf", ".flac", ".ogg"}) {
+    for (const std::string strExtension : {".wav", ".aiff", ".caf", ".ogg"}) {
         CAPTURE(strExtension);
-        const auto format = strExtension == ".ogg"    ? std::optional<SampleFormat>()
-                            : strExtension == ".flac" ? SampleFormat::S24
-                                                      : SampleFormat::F32;
-        WriteAll(folder.File("a" + strExtension), format, planes);
-        WriteAll(folder.File("b" + strExtension), format, planes);
-        const std::string strBytes = Test::Slurp(folder.File("a" + strExtension));
-        CHECK(strBytes == Test::Slurp(folder.File("b" + strExtension)));
+        const bool bOgg = strExtension == ".ogg";
+        const auto format = bOgg ? std::optional<SampleFormat>() : SampleFormat::F32;
+        const std::string strA = folder.File("a" + strExtension), strB = folder.File("b" + strExtension);
+        WriteAll(strA, format, planes);
+        WriteAll(strB, format, planes);
+        CHECK(Test::Slurp(strA) == Test::Slurp(strB));
         // A float file's time of day stands in this chunk; a second would have to pass to see it differ.
-        CHECK(strBytes.find("PEAK") == std::string::npos);
-        CHECK(ReadAll(folder.File("a" + strExtension), 4096).left.size() == 30000);
+        CHECK(Test::Slurp(strA).find("PEAK") == std::string::npos);
+        CHECK(ReadAll(strA, 4096).left.size() == 30000);
     }
 }
 
@@ -197,7 +196,6 @@ TEST_CASE("Audio files: without a commit nothing is left and the old file stands
         Planes planes{Test::Noise(7, 5000), Test::Noise(8, 5000)};
         AudioWriter writer(folder.File("out.wav"), Choose("out.wav", SampleFormat::S16), 44100, 2);
         writer.Write(5000, planes.left.data(), planes.right.data());
-        CHECK(folder.Count() == 2);
         CHECK(Test::Slurp(folder.File("out.wav")) == "old");
     }
     CHECK(folder.Count() == 1);

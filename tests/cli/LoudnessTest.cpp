@@ -2,14 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <numbers>
 
 #include "apps/vesca/Measurement.h"
-#include "tests/cli/VescaTest.h"
 #include "tests/support/Sanitized.h"
-#include "tests/support/SoundFiles.h"
-#include "tests/support/TempFolder.h"
 
 using App::Levels;
 
@@ -91,42 +87,14 @@ TEST_CASE("Loudness and its range agree with EBU Tech 3341 and 3342 at every rat
     }
 }
 
-TEST_CASE("A report's true peak agrees with EBU Tech 3341 at every rate, wherever between samples it lies") {
-    const Test::TempFolder folder;
-    // The signals of EBU Tech 3341, cases 15 to 19; the standard allows +0.2 and -0.4 dB.
-    struct PeakCase {
-        double fShare, fPhaseDegrees, fAmplitude, fPeakDb;
-    };
-    constexpr PeakCase kPeaks[] = {{1.0 / 4, 0, 0.5, -6.0},
-                                   {1.0 / 4, 45, 0.5, -6.0},
-                                   {1.0 / 6, 60, 0.5, -6.0},
-                                   {1.0 / 8, 67.5, 0.5, -6.0},
-                                   {1.0 / 4, 45, 1.41, 3.0}};
-    for (const int nRate : {44100, 48000, 96000, 192000}) {
-        for (const PeakCase& one : kPeaks) {
-            CAPTURE(nRate);
-            CAPTURE(one.fPhaseDegrees);
-            Test::Sound<float> sound;
-            sound.nRate = nRate;
-            for (const float fSample : FadedSine(one.fShare, one.fPhaseDegrees, one.fAmplitude, 5000))
-                sound.samples.insert(sound.samples.end(), {fSample, 0.5f * fSample});
-            Test::WriteSound(folder.File("in.wav"), sound);
-            const auto result = Test::Vesca({"render", folder.File("in.wav"), folder.File("out.wav"),
-                                             "--format", "f32", "--report", "-"});
-            REQUIRE(result.nExitCode == 0);
-            const auto report = nlohmann::json::parse(result.strOutput);
-            for (const char* side : {"input", "output"}) {
-                const double fError = report[side]["true_peak_db"].get<double>() - one.fPeakDb;
-                CHECK(fError <= 0.2);
-                CHECK(fError >= -0.4);
-            }
-        }
-    }
-}
-
 TEST_CASE("The true peak of a tone is its amplitude, to a twentieth of a decibel, up to 0.47 of the rate") {
-    for (double fShare = 0.01; fShare <= 0.47; fShare += 0.0143) {
-        for (const double fPhase : {0.0, 20.0, 45.0, 77.0}) {
+    // Among them the signals of EBU Tech 3341, cases 15 to 18, for which the standard allows +0.2 and -0.4
+    // dB.
+    std::vector<double> shares = {1.0 / 4, 1.0 / 6, 1.0 / 8};
+    for (double fShare = 0.01; fShare <= 0.47; fShare += 0.0143)
+        shares.push_back(fShare);
+    for (const double fShare : shares) {
+        for (const double fPhase : {0.0, 20.0, 45.0, 60.0, 67.5}) {
             CAPTURE(fShare);
             CAPTURE(fPhase);
             const auto samples = FadedSine(fShare, fPhase, 0.7, 3000);

@@ -1,5 +1,4 @@
 #include <doctest/doctest.h>
-#include <signal.h>
 
 #include <regex>
 
@@ -117,34 +116,4 @@ TEST_CASE("A preset that can't be used is named with the place and the reason, a
         CHECK(result.strErrors == "vesca: " + strBad + " (5, 9): ID parameter out of range.\n");
     }
     CHECK(Vesca({"preset", "make", folder.File("bad.xml/x.xml")}).nExitCode == 1);
-}
-
-TEST_CASE("Whatever ends or meets a save, the file is one of the whole ones") {
-    const Test::TempFolder folder;
-    const std::string strPath = folder.File("a.xml");
-    const auto make = [&](const char* comment) {
-        return std::vector<std::string>{VESCA_BINARY, "preset", "make", strPath, "--comment", comment};
-    };
-    std::vector<std::string> whole;
-    for (const char* const comment : {"one", "two"}) {
-        REQUIRE(Test::RunProgram(make(comment)).nExitCode == 0);
-        whole.push_back(Test::Slurp(strPath));
-    }
-    REQUIRE(whole[0] != whole[1]);
-    Test::Random random(3);
-    int nKilled = 0;
-    for (int nRound = 0; nRound < 12; ++nRound) {
-        const Test::TempFolder outputs[2];
-        Test::ChildProcess first(make("one"), outputs[0].Path()), second(make("two"), outputs[1].Path());
-        const auto uSpin = random.Between(0, 400);
-        for (std::uint32_t u = 0; u < uSpin && first.IsRunning(); ++u)
-            continue;
-        if (nRound % 2 == 0) first.Send(SIGKILL);
-        nKilled += first.Wait().nSignal == SIGKILL;
-        CHECK(second.Wait().nExitCode == 0);
-        const std::string strText = Test::Slurp(strPath);
-        const bool bWhole = strText == whole[0] || strText == whole[1];
-        CHECK(bWhole);
-    }
-    CHECK(nKilled > 0);
 }

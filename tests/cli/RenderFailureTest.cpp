@@ -76,16 +76,6 @@ TEST_CASE("render: each failure has its exit code and names what is wrong, and O
     CHECK(Contains(extension.strErrors, "\".xyz\""));
 }
 
-TEST_CASE("render: a value out of range is clamped, told on standard error, and the render goes on") {
-    const Test::TempFolder folder;
-    Test::WriteSound(folder.File("in.wav"), Plain(2, 100));
-    const auto result = Vesca({"render", folder.File("in.wav"), folder.File("out.wav"), "-s",
-                               "Gain: Input Left=99", "--report", "-"});
-    CHECK(result.nExitCode == 0);
-    CHECK(Contains(result.strErrors, "warning: --set \"Gain: Input Left=99\": out of range"));
-    CHECK(result.strOutput.front() == '{');
-}
-
 TEST_CASE("render: a signal in mid-render leaves the old file and no half one") {
     const Test::TempFolder folder;
     // Long enough, frame by frame, that the signal comes first by a wide margin.

@@ -48,12 +48,12 @@ TEST_CASE("report: its keys are the promised ones, and a sine and its gain read 
         CHECK(Keys(report[strSide]) == std::vector<std::string>{"peak_db", "true_peak_db", "rms_db",
                                                                 "integrated_lufs", "loudness_range_lu",
                                                                 "dc_offset"});
-    CHECK(report["sample_rate"] == 48000);
-    CHECK(report["channels"] == 2);
-    CHECK(report["frames_in"] == 240000);
-    CHECK(report["frames_out"] == 264000);
-    CHECK(report["block"] == Json::array({64, 500, 1}));
-    CHECK(report["system_delay"] == 0);
+    const Json expected = {{"sample_rate", 48000}, {"channels", 2},         {"frames_in", 240000},
+                           {"frames_out", 264000}, {"block", {64, 500, 1}}, {"system_delay", 0}};
+    for (const auto& [strKey, value] : expected.items()) {
+        CAPTURE(strKey);
+        CHECK(report[strKey] == value);
+    }
     CHECK(report["elapsed_seconds"].get<double>() > 0.0);
     const double fFactor = report["realtime_factor"].get<double>();
     CHECK(std::abs(fFactor * report["elapsed_seconds"].get<double>() - 5.5) < 1e-9);
