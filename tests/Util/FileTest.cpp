@@ -43,6 +43,7 @@ TEST_CASE("File: the mode's text follows the flags") {
         {File::kRead | File::kWrite, "r+b"},
         {File::kReadWrite | File::kAppend, "a+b"},
         {File::kReadWrite | File::kTruncate | File::kText, "w+t"},
+        {File::kReadWrite | File::kAppend | File::kTruncate, "w+b"},
         {0, "rb"},
     };
     for (const auto& row : table) {

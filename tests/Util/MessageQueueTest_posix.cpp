@@ -39,7 +39,9 @@ TEST_CASE("MessageQueue: messages come out whole and in order, and a full queue 
     }
     CHECK(counter.Count() == 0);
     CHECK(uWrong == 0);
-    CHECK(MessageQueue(0).Handle() != nullptr);
+    const MessageQueue least(0);
+    CHECK(PostToWindow(least.Handle(), 1, 0, 0));
+    CHECK_FALSE(PostToWindow(least.Handle(), 1, 0, 0));
 }
 
 TEST_CASE("MessageQueue: a message goes to its window only, and none to a window that is gone") {

@@ -59,13 +59,13 @@ TEST_CASE("MemorySettingsStore: values of three kinds by name, each found only a
 
 TEST_CASE("SettingsData: the text is one that a person can read and write") {
     SettingsData data;
-    data.Set("Lang", SettingsData::FromText("en \"x\" \\ \n\xC3\xA4"));
+    data.Set("Lang", SettingsData::FromText("en \"x\" \\ \n\x1F\xC3\xA4"));
     data.Set("A", SettingsData::FromNumber(0xFFFFFFFF));
     data.Set("B", SettingsData::FromBytes("\x01\xAB", 2));
     CHECK(data.Print() ==
           "\"A\" number \"4294967295\"\n"
           "\"B\" bytes \"01ab\"\n"
-          "\"Lang\" text \"en \\\"x\\\" \\\\ \\x0a\xC3\xA4\"\n");
+          "\"Lang\" text \"en \\\"x\\\" \\\\ \\x0a\\x1f\xC3\xA4\"\n");
 
     const SettingsData read = SettingsData::Parse(
         "# a remark\n\"n\" number \"7\"\n\n\"n\" number \"8\"\n\"new\" colour \"red\"\n\"t\" text \"no line end\"");
