@@ -9,11 +9,11 @@ if(WIN32)
     SOURCES
       DeliveryTest.cpp
       PluginTest.cpp
-    LINKS dx_plugin)
+    LINKS dx_plugin dxhost_lib)
   vesca_test(test_directx_module
     SOURCES
       ModuleTest.cpp
-    LINKS dshow_base dmoguids)
+    LINKS dshow_base dxhost_lib)
   target_compile_definitions(test_directx_module PRIVATE VESCA_DX_FILE="$<TARGET_FILE:vesca_dx>")
   add_dependencies(test_directx_module vesca_dx)
   add_test(NAME vesca_dx.exports-imports

@@ -81,24 +81,6 @@ TEST_CASE(
     CHECK(!rig.module.CanUnload());
 }
 
-TEST_CASE("DX life: every reference that a graph takes on the plug-in it gives back") {
-    const Test::PluginRig rig;
-    auto plugin = rig.module.Create();
-    {
-        GraphDriver graph(plugin.Get());
-        SourcePlan plan;
-        plan.sound = Test::NoiseSound({true, 32, 2, 44100}, 5000);
-        graph.Connect(plan);
-        graph.Play();
-        const MediaParameters parameters(plugin.Get());
-        CHECK(parameters.All().size() > 100);
-        SaveState(plugin.Get());
-    }
-    IBaseFilter* const filter = plugin.Detach();
-    CHECK(filter->Release() == 0);
-    CHECK(rig.module.CanUnload());
-}
-
 TEST_CASE("DX life: two plug-ins play at once while other threads load states and set parameters") {
     const Test::PluginRig rig;
     const auto busy = Test::EngineState({{"EQ: Bypass", 0},

@@ -73,23 +73,29 @@ TEST_CASE(
     }
 }
 
-TEST_CASE("DX stream: a mono file into a stereo output gives the mono result on both sides, tail and all") {
+TEST_CASE(
+    "DX stream: a mono file into a stereo output gives the mono result on both sides, however short it is") {
     const Test::PluginRig rig;
     const auto plugin = rig.module.Create();
-    const auto state = EngineState(kDelaying);
-    REQUIRE(LoadState(plugin.Get(), state) == S_OK);
+    REQUIRE(LoadState(plugin.Get(), EngineState(kDelaying)) == S_OK);
     GraphDriver graph(plugin.Get());
-    const auto plan = NoisePlan({true, 32, 1, 44100}, 6000);
+    auto plan = NoisePlan({true, 32, 1, 44100}, 6000);
+    // Noise and then silence, so that a stream cut behind the noise has the same head.
+    constexpr std::size_t kNoise = 4 * 100;
+    std::fill(plan.sound.bytes.begin() + kNoise, plan.sound.bytes.end(), std::uint8_t{0});
+    plan.blocks = {64};
     graph.Connect(plan);
     const auto mono = graph.Play();
     graph.ConnectMonoToStereo(plan);
     const auto stereo = graph.Play();
     std::vector<std::uint8_t> doubled;
-    for (std::size_t i = 0; i < mono.size(); i += 4)
+    for (auto from = mono.begin(); from != mono.end(); from += 4)
         for (int iChannel = 0; iChannel < 2; ++iChannel)
-            doubled.insert(doubled.end(), mono.begin() + static_cast<std::ptrdiff_t>(i),
-                           mono.begin() + static_cast<std::ptrdiff_t>(i) + 4);
+            doubled.insert(doubled.end(), from, from + 4);
     CHECK(FirstDifference(stereo, doubled) == -1);
+    plan.sound.bytes.resize(kNoise);
+    graph.Connect(plan);
+    CHECK(FirstDifference(graph.Play(), {mono.begin(), mono.begin() + kNoise}) == -1);
 }
 
 TEST_CASE("DX stream: output times stay in line with the input's, in pieces that fit the host's buffers") {
@@ -215,30 +221,6 @@ TEST_CASE("DX stream: a stop in the middle of a delivery comes back, and the nex
         REQUIRE(after.front().time);
         CHECK(std::abs(after.front().time->first - 2'500'000) <= 2);
     }
-}
-
-TEST_CASE(
-    "DX stream: a state from an engine on any system loads, is saved byte for byte, and a broken one is refused") {
-    const Test::PluginRig rig;
-    const auto plugin = rig.module.Create();
-    const auto fresh = SaveState(plugin.Get());
-    CHECK(fresh == EngineState({}));
-    const auto state = EngineState(kDelaying);
-    REQUIRE(state != fresh);
-    REQUIRE(LoadState(plugin.Get(), state) == S_OK);
-    CHECK(IsDirty(plugin.Get()));
-    CHECK(SaveState(plugin.Get()) == state);
-    CHECK(!IsDirty(plugin.Get()));
-    for (const std::size_t uByte : {std::size_t{0}, std::size_t{4}, std::size_t{8}}) {
-        auto broken = fresh;
-        broken[uByte] = static_cast<std::uint8_t>(broken[uByte] ^ 1);
-        CHECK(LoadState(plugin.Get(), broken) == E_FAIL);
-    }
-    auto cut = fresh;
-    cut.pop_back();
-    CHECK(LoadState(plugin.Get(), cut) == E_FAIL);
-    CHECK(LoadState(plugin.Get(), {}) == E_FAIL);
-    CHECK(SaveState(plugin.Get()) == state);
 }
 
 TEST_CASE("DX stream: an envelope moves its parameter where its time lies, and a flushed one does not") {

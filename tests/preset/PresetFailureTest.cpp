@@ -140,14 +140,11 @@ TEST_CASE("Values beyond a range are taken and clamped by the setter; missing on
     CHECK(Test::Slurp(folder.File("b.xml")).find("ParamID=\"3\" Value=\"10.00000000\"") != std::string::npos);
 }
 
-TEST_CASE("Hostile files neither crash nor hang the reader, and change no sound") {
+TEST_CASE("A file of too much, too deep or of no text is refused before the parser sees it") {
     const Test::TempFolder folder;
     TestPlugin plugin(&Test::ChainAndOddments);
     PresetFile preset(plugin);
-    preset.SetAttribute("Comments", "caf\xC3\xA9 \xE2\x82\xAC");
     preset.Save(folder.File("good.xml"));
-    const std::string strGood = Test::Slurp(folder.File("good.xml"));
-    const auto before = Test::Values(plugin);
     std::string strNested, strWide = "<a";
     for (int i = 0; i < 200000; ++i)
         strNested += "<a>";
@@ -156,23 +153,11 @@ TEST_CASE("Hostile files neither crash nor hang the reader, and change no sound"
     CHECK(Refusal(preset, folder, strNested) == "Parse: Preset file has too many elements. (1, 1)");
     CHECK(Refusal(preset, folder, strWide + "/>") == "Parse: Preset file has too many elements. (1, 1)");
     CHECK(Refusal(preset, folder, std::string(2000000, 'x')) == "Parse: Preset file too large. (1, 1)");
-    CHECK(Refusal(preset, folder, strGood + '\0') == "Parse: Preset file is not a text. (1, 1)");
+    CHECK(Refusal(preset, folder, Test::Slurp(folder.File("good.xml")) + '\0') ==
+          "Parse: Preset file is not a text. (1, 1)");
     // As deep as the reader lets through.
     CHECK(Refusal(preset, folder, strNested.substr(0, 6000)).rfind("Parse: Error", 0) == 0);
     CHECK(Refusal(preset, folder, "\xEF\xBB\xBF<a>\xEF").rfind("Parse: ", 0) == 0);
-
-    Test::Random random(11);
-    int nAccepted = 0;
-    for (int nRound = 0; nRound < 400; ++nRound) {
-        std::string strBad = strGood;
-        for (std::uint32_t u = random.Between(1, 2); u != 0; --u)
-            strBad[random.Between(0, static_cast<std::uint32_t>(strBad.size()) - 1)] =
-                static_cast<char>(nRound % 2 == 0 ? random.Between('0', '9') : random.Between(1, 255));
-        if (random.Between(0, 3) == 0) strBad.resize(random.Between(0, 2000));
-        nAccepted += Refusal(preset, folder, strBad) == "accepted";
-    }
-    CHECK(nAccepted > 10);
-    CHECK(Test::Values(plugin) == before);
 }
 
 TEST_CASE("Bytes that are no text become question marks, and do not break the file") {
