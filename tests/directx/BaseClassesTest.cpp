@@ -16,12 +16,6 @@ namespace {
 const AMOVIESETUP_FILTER kSetup = {&kShiftingTransformId, L"Vesca test transform", MERIT_DO_NOT_USE, 0,
                                    nullptr};
 
-std::vector<BOOL> g_initialised;
-
-void CALLBACK OnModule(BOOL bLoading, const CLSID*) {
-    g_initialised.push_back(bLoading);
-}
-
 CMediaType PcmType(WORD uChannels = 2) {
     return Test::AudioType(WAVE_FORMAT_PCM, uChannels, 44100, 16);
 }
@@ -145,7 +139,7 @@ struct Outer final : IUnknown {
 }  // namespace
 
 CFactoryTemplate g_Templates[] = {
-    {L"Vesca test transform", &kShiftingTransformId, &ShiftingTransform::Create, &OnModule, &kSetup}};
+    {L"Vesca test transform", &kShiftingTransformId, &ShiftingTransform::Create, nullptr, &kSetup}};
 int g_cTemplates = 1;
 
 TEST_CASE("CTransformFilter: a sample keeps its times and flags, and the next one inherits none of them") {
@@ -528,45 +522,4 @@ TEST_CASE("CMediaType: copies are deep and partial types match what they leave o
     CHECK(CMediaType(careless).FormatLength() == 0);
     CHECK(*stereo.Subtype() == MEDIASUBTYPE_PCM);
     CHECK(stereo.GetSampleSize() == 4);
-}
-
-TEST_CASE("Registration: the server and the filter are there afterwards, and gone again") {
-    const Com com;
-    CHECK(DllEntryPoint(GetModuleHandleW(nullptr), DLL_PROCESS_ATTACH, nullptr));
-    CHECK(DllEntryPoint(GetModuleHandleW(nullptr), DLL_THREAD_ATTACH, nullptr));
-    const wchar_t* kServer = L"CLSID\\{2B6F5A12-3C1D-4E57-9A61-1052D47E8301}\\InprocServer32";
-    const auto Value = [&](const wchar_t* name) {
-        wchar_t text[MAX_PATH] = {};
-        DWORD uBytes = sizeof text;
-        RegGetValueW(HKEY_CLASSES_ROOT, kServer, name, RRF_RT_REG_SZ, nullptr, text, &uBytes);
-        return std::wstring(text);
-    };
-    const auto InCategory = [] {
-        ComPtr<ICreateDevEnum> devices;
-        REQUIRE(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
-                                 reinterpret_cast<void**>(devices.GetAddressOf())) == S_OK);
-        ComPtr<IEnumMoniker> monikers;
-        devices->CreateClassEnumerator(CLSID_LegacyAmFilterCategory, monikers.GetAddressOf(), 0);
-        int nFound = 0;
-        for (ComPtr<IMoniker> moniker;
-             monikers && monikers->Next(1, moniker.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-            LPOLESTR name = nullptr;
-            if (FAILED(moniker->GetDisplayName(nullptr, nullptr, &name))) continue;
-            nFound += std::wstring(name).find(L"2B6F5A12-3C1D-4E57") != std::wstring::npos;
-            CoTaskMemFree(name);
-        }
-        return nFound;
-    };
-    for (int nRound = 0; nRound < 2; ++nRound) {
-        CHECK(AMovieDllRegisterServer2(TRUE) == S_OK);
-        CHECK(Value(nullptr).ends_with(L".exe"));
-        CHECK(Value(L"ThreadingModel") == L"Both");
-        CHECK(InCategory() == 1);
-    }
-    CHECK(AMovieDllUnregisterServer() == S_OK);
-    CHECK(Value(nullptr).empty());
-    CHECK(InCategory() == 0);
-    CHECK(AMovieDllUnregisterServer() == S_OK);
-    CHECK(DllEntryPoint(GetModuleHandleW(nullptr), DLL_PROCESS_DETACH, nullptr));
-    CHECK(g_initialised == std::vector<BOOL>{TRUE, FALSE});
 }

@@ -75,16 +75,18 @@ TEST_CASE("CBasePropertyPage: the page is told of object and window, once each a
     CHECK(page->SetObjects(1, nullptr) == E_POINTER);
     CHECK(page->SetObjects(1, objects + 1) == E_POINTER);
     CHECK(page->SetObjects(2, objects) == E_UNEXPECTED);
-    CHECK(page->Activate(kParent, &rect, FALSE) == E_UNEXPECTED);
-    CHECK(page->Deactivate() == E_UNEXPECTED);
-    CHECK(page->Move(&rect) == E_UNEXPECTED);
-    CHECK(page->Show(SW_SHOW) == E_UNEXPECTED);
+    const auto closed = [&] {
+        for (const HRESULT hr : {page->Activate(kParent, &rect, FALSE), page->Deactivate(), page->Move(&rect),
+                                 page->Show(SW_SHOW), page->Apply()})
+            CHECK(hr == E_UNEXPECTED);
+    };
+    closed();
     CHECK(page->SetPageSite(&site) == S_OK);
     CHECK(page->SetPageSite(&site) == E_UNEXPECTED);
     CHECK(site.uCount == 1);
-    CHECK(page->Activate(kParent, nullptr, FALSE) == E_POINTER);
+    closed();
     CHECK(page->SetObjects(1, objects) == S_OK);
-    CHECK(page->Apply() == E_UNEXPECTED);
+    CHECK(page->Activate(kParent, nullptr, FALSE) == E_POINTER);
 
     REQUIRE(page->Activate(kParent, &rect, FALSE) == S_OK);
     CHECK(page->Activate(kParent, &rect, FALSE) == E_UNEXPECTED);
@@ -93,19 +95,17 @@ TEST_CASE("CBasePropertyPage: the page is told of object and window, once each a
     CHECK(page->GetPageInfo(nullptr) == E_POINTER);
     REQUIRE(page->GetPageInfo(&info) == S_OK);
     CHECK(std::wstring(info.pszTitle) == L"Test page");
-    CHECK(info.size.cx == 120);
-    CHECK(info.size.cy == 80);
+    CHECK((info.size.cx == 120 && info.size.cy == 80));
     CoTaskMemFree(info.pszTitle);
 
-    CHECK(page->IsPageDirty() == S_FALSE);
     CHECK(page->Apply() == S_OK);
     page->SetDirty();
     CHECK(site.statuses == std::vector<DWORD>{PROPPAGESTATUS_DIRTY});
-    page->m_applyResult = E_ABORT;
-    CHECK(page->Apply() == E_ABORT);
-    CHECK(page->IsPageDirty() == S_OK);
-    page->m_applyResult = S_OK;
-    CHECK(page->Apply() == S_OK);
+    for (const HRESULT result : {E_ABORT, S_OK}) {
+        page->m_applyResult = result;
+        CHECK(page->IsPageDirty() == S_OK);
+        CHECK(page->Apply() == result);
+    }
     CHECK(page->IsPageDirty() == S_FALSE);
     CHECK(page->Deactivate() == S_OK);
     CHECK(page->SetObjects(0, nullptr) == S_OK);

@@ -117,23 +117,6 @@ TEST_CASE("ParameterRef carries every value of every group, and NaN into none") 
     CHECK(on.Get() == 0.0);
 }
 
-TEST_CASE("A component runs only while it is active, automated or forced") {
-    Rig rig;
-    rig.module.SetActive(false);
-    std::vector<float> left(4);
-    rig.Process(left);
-    CHECK(rig.module.calls.empty());
-    rig.Process(left, 0, true);
-    CHECK(rig.module.calls.size() == 1);
-    rig.module.SetAutomationActive(true);
-    rig.Process(left);
-    CHECK(rig.module.calls.size() == 2);
-    rig.module.SetAutomationActive(false);
-    rig.module.SetActive(true);
-    rig.Process(left);
-    CHECK(rig.module.calls.size() == 3);
-}
-
 TEST_CASE("Automation cuts a block into strides and sets a parameter before the stride it holds for") {
     Rig rig;
     rig.Automate(ParameterGroup::Float, Line(1000, 0.0f, 10.0f));

@@ -51,19 +51,6 @@ TEST_CASE("Settings act once for each change: the bypass, the meters, the compen
     }
 }
 
-TEST_CASE("The highlight colours automated parameters, and None takes all marks off") {
-    TestPlugin plugin(&OneFake);
-    Component& fake = plugin.Find("Fake");
-    const EnvelopeSegment segment{0, 100, 0, 0, 0, EnvelopeCurve::Jump};
-    fake.Envelopes().AddSegments(ParameterGroup::Float, 0, {&segment, 1});
-    for (const auto& [nSetting, expected] :
-         {std::pair{1, Highlight::Blue}, {4, Highlight::None}, {3, Highlight::Yellow}}) {
-        plugin.Set("Global: DX Automation Highlight", nSetting);
-        CHECK(fake.FloatInfo(0).GetHighlight() == expected);
-        CHECK(fake.BoolInfo(0).GetHighlight() == Highlight::None);
-    }
-}
-
 TEST_CASE("The module order changes item by item and as a whole, and marks the plug-in dirty") {
     TestPlugin plugin;
     Global& global = plugin.GetTransform().GlobalSettings();

@@ -3,7 +3,6 @@
 #include <doctest/doctest.h>
 
 #include "tests/support/FakeModules.h"
-#include "tests/support/Signals.h"
 #include "tests/support/TestPlugin.h"
 
 using Test::FakeModule;
@@ -35,21 +34,6 @@ ModuleSet GainFakeExtra(PluginContext& plugin) {
     return modules;
 }
 
-std::vector<double> Values(TestPlugin& plugin) {
-    std::vector<double> values;
-    for (const ParameterRef& parameter : AllParameters(plugin.Components()))
-        values.push_back(parameter.Get());
-    return values;
-}
-
-void Randomise(TestPlugin& plugin, std::uint64_t uSeed) {
-    Test::Random random(uSeed);
-    for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
-        const double fShare = double{random.Uniform(0.0f, 1.0f)};
-        parameter.Set(parameter.Min() + (parameter.Max() - parameter.Min()) * fShare);
-    }
-}
-
 }  // namespace
 
 TEST_CASE("A state block has its header, then each component's values in table order, little-endian") {
@@ -74,7 +58,7 @@ TEST_CASE("Capture, apply, capture gives the same bytes, and the default state l
     for (std::uint64_t uSeed = 0; uSeed < 50; ++uSeed) {
         CAPTURE(uSeed);
         TestPlugin from(&GainFakeExtra);
-        Randomise(from, uSeed);
+        from.Randomise(uSeed);
         static_cast<Extra&>(from.Find("Extra")).content = {9, static_cast<std::uint8_t>(uSeed), 7};
         Bytes captured, again;
         from.CaptureState(captured);
@@ -97,17 +81,17 @@ TEST_CASE("Capture, apply, capture gives the same bytes, and the default state l
 
 TEST_CASE("A block that does not fit by length, magic, version, size or extra length changes nothing") {
     TestPlugin from(&GainFakeExtra);
-    Randomise(from, 1);
+    from.Randomise(1);
     Bytes good;
     from.CaptureState(good);
     TestPlugin plugin(&GainFakeExtra);
-    Randomise(plugin, 2);
+    plugin.Randomise(2);
     plugin.Set("Global: Bypass", 0);
     plugin.events.clear();
-    const auto before = Values(plugin);
+    const auto before = plugin.Values();
     const auto refused = [&](Bytes bytes) {
         CHECK_FALSE(plugin.ApplyState(bytes, Plugin::ApplyMode::Notify));
-        CHECK(Values(plugin) == before);
+        CHECK(plugin.Values() == before);
         CHECK(plugin.events.empty());
     };
     for (std::size_t uLength = 0; uLength < good.size(); ++uLength)

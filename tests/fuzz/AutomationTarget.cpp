@@ -4,18 +4,11 @@
 #include "apps/vesca/AutomationFile.h"
 #include "apps/vesca/CommandError.h"
 #include "tests/fuzz/FuzzEngine.h"
-#include "tests/support/FakeModules.h"
 
 namespace {
 
-ModuleSet OneModule(PluginContext& plugin) {
-    ModuleSet modules;
-    modules.equalizer = modules.Add<Test::FakeModule>(plugin, "Fake");
-    return modules;
-}
-
 struct Rig {
-    Fuzz::Engine engine{&OneModule};
+    Fuzz::Engine engine{&Fuzz::OneModule};
     App::ParameterIndex parameters{engine.plugin.Components()};
 };
 

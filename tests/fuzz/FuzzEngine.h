@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/fuzz/FuzzTarget.h"
+#include "tests/support/FakeModules.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestPlugin.h"
@@ -29,6 +30,13 @@ struct Settings : Util::MemorySettingsStore {
     explicit Settings(const std::string& strFolder) { SetText("InstallPath", strFolder); }
 };
 
+/// One small module, so that a fuzzer's bytes go into records and not into values.
+inline ModuleSet OneModule(PluginContext& plugin) {
+    ModuleSet modules;
+    modules.equalizer = modules.Add<Test::FakeModule>(plugin, "Fake");
+    return modules;
+}
+
 /// An engine with a data folder of its own, and what has to hold for it whatever it is fed.
 class Engine {
 public:
@@ -36,22 +44,9 @@ public:
         plugin.CaptureDefaultState(m_defaults);
     }
 
-    std::vector<double> Values() {
-        std::vector<double> values;
-        for (const ParameterRef& parameter : AllParameters(plugin.Components()))
-            values.push_back(parameter.Get());
-        return values;
-    }
+    std::vector<double> Values() { return plugin.Values(); }
 
     void Reset() { plugin.ApplyState(m_defaults, Plugin::ApplyMode::Silent); }
-
-    /// Sets every parameter somewhere in its range.
-    void Randomise(std::uint64_t uSeed) {
-        Test::Random random(uSeed);
-        for (const ParameterRef& parameter : AllParameters(plugin.Components()))
-            parameter.Set(parameter.Min() +
-                          (parameter.Max() - parameter.Min()) * double{random.Uniform(0, 1)});
-    }
 
     void DemandValuesInRange() {
         for (const ParameterRef& parameter : AllParameters(plugin.Components())) {

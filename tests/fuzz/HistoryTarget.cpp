@@ -2,19 +2,11 @@
 #include "PluginBase/InvalidHistoryFile.h"
 #include "hvBase/Util/ByteStream.h"
 #include "tests/fuzz/FuzzEngine.h"
-#include "tests/support/FakeModules.h"
 
 namespace {
 
-/// One small module, so that a fuzzer's bytes go into records and not into values.
-ModuleSet OneModule(PluginContext& plugin) {
-    ModuleSet modules;
-    modules.equalizer = modules.Add<Test::FakeModule>(plugin, "Fake");
-    return modules;
-}
-
 struct Rig {
-    Fuzz::Engine engine{&OneModule};
+    Fuzz::Engine engine{&Fuzz::OneModule};
     HistoryFile file{engine.plugin};
 };
 
@@ -80,7 +72,7 @@ std::vector<Fuzz::Bytes> Fuzz::GoodInputs() {
     file.Reset(list);
     inputs.push_back(Written(list));
     for (std::uint64_t i = 0; i < 3; ++i) {
-        engine.Randomise(i);
+        engine.plugin.Randomise(i);
         file.Push(list, "Step " + std::to_string(i));
     }
     inputs.push_back(Written(list));

@@ -80,7 +80,7 @@ std::vector<Fuzz::Bytes> Fuzz::GoodInputs() {
     Engine& engine = TheEngine();
     std::vector<Bytes> inputs;
     for (std::uint32_t i = 0; i < 3; ++i) {
-        engine.Randomise(i);
+        engine.plugin.Randomise(i);
         engine.plugin.Settings().SetNumber("VerbosePreset", i > 0);
         Preset::PresetFile preset(engine.plugin);
         preset.SetAttribute("Comments", "\"quiet\" <&> \xC3\xA9\n");

@@ -58,7 +58,7 @@ std::vector<Fuzz::Bytes> Fuzz::GoodInputs() {
     std::vector<Bytes> inputs(3);
     engine.plugin.CaptureDefaultState(inputs[0]);
     for (std::size_t i = 1; i < inputs.size(); ++i) {
-        engine.Randomise(i);
+        engine.plugin.Randomise(i);
         engine.plugin.CaptureState(inputs[i]);
     }
     engine.Reset();

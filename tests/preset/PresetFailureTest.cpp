@@ -57,7 +57,7 @@ TEST_CASE("Each fault of a file is refused with its own text and place, and chan
     preset.Save(folder.File("good.xml"));
     const std::string strGood = Test::Slurp(folder.File("good.xml"));
     Test::Randomise(plugin, 3);
-    const auto before = Test::Values(plugin);
+    const auto before = plugin.Values();
     const std::string strGain = Test::ComponentId(plugin, "Gain");  // the first of the first group
 
     struct Fault {
@@ -104,7 +104,7 @@ TEST_CASE("Each fault of a file is refused with its own text and place, and chan
     CHECK(Refusal(preset, folder, "<!-- nothing -->") == "Parse: Missing root element. (1, 1)");
     CHECK(Refusal(preset, folder, "").rfind("Parse: ", 0) == 0);
     CHECK(Refusal(preset, folder, strGood.substr(0, strGood.size() / 2)).rfind("Parse: Error", 0) == 0);
-    CHECK(Test::Values(plugin) == before);
+    CHECK(plugin.Values() == before);
     CHECK(preset.Name() == "good");
     CHECK(preset.Path() == folder.File("good.xml"));
     CHECK(preset.Attribute("Comments") == "here before");

@@ -135,7 +135,7 @@ TEST_CASE("Only the groups that are in a preset are applied, whoever leaves the 
         PresetFile loaded(to);
         loaded.Load(folder.File("a.xml"), true);
         loaded.EnableGroup(static_cast<PresetGroup>((uGroup + 1) % 10), false);
-        const auto before = Test::Values(to);
+        const auto before = to.Values();
         REQUIRE(loaded.Apply());
         const auto expected = AllParameters(from.Components());
         const auto parameters = AllParameters(to.Components());

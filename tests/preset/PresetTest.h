@@ -58,25 +58,12 @@ inline ModuleSet ChainAndOddments(PluginContext& plugin) {
     return modules;
 }
 
-/// Sets every parameter somewhere in its range, one in eight to an end.
+/// Sets every parameter somewhere in its range, and the bytes beyond the tables anyhow.
 inline void Randomise(TestPlugin& plugin, std::uint64_t uSeed) {
+    plugin.Randomise(uSeed);
     Random random(uSeed);
-    for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
-        const std::uint32_t uDraw = random.Between(0, 15);
-        const double fShare = uDraw < 2 ? uDraw : double{random.Uniform(0.0f, 1.0f)};
-        parameter.Set(parameter.Min() + (parameter.Max() - parameter.Min()) * fShare);
-    }
-    for (Component* component : plugin.Components())
-        if (auto* oddments = dynamic_cast<Oddments*>(component))
-            for (std::uint8_t& uByte : oddments->extra)
-                uByte = static_cast<std::uint8_t>(random.Next());
-}
-
-inline std::vector<double> Values(TestPlugin& plugin) {
-    std::vector<double> values;
-    for (const ParameterRef& parameter : AllParameters(plugin.Components()))
-        values.push_back(parameter.Get());
-    return values;
+    for (std::uint8_t& uByte : static_cast<Oddments&>(plugin.Find("Oddments")).extra)
+        uByte = static_cast<std::uint8_t>(random.Next());
 }
 
 /// The index of a component in the list, as a file has it.

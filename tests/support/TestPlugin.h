@@ -11,6 +11,7 @@
 #include "PluginBase/ParameterRef.h"
 #include "PluginBase/Plugin.h"
 #include "hvBase/Util/MemorySettingsStore.h"
+#include "tests/support/Signals.h"
 
 namespace Test {
 
@@ -77,6 +78,22 @@ public:
         throw std::out_of_range(std::string(name));
     }
     void Set(std::string_view name, double fValue) { Parameter(name).Set(fValue); }
+    /// Every parameter's value, in list order.
+    std::vector<double> Values() {
+        std::vector<double> values;
+        for (const ParameterRef& parameter : AllParameters(Components()))
+            values.push_back(parameter.Get());
+        return values;
+    }
+    /// Sets every parameter somewhere in its range, one in eight to an end.
+    void Randomise(std::uint64_t uSeed) {
+        Random random(uSeed);
+        for (const ParameterRef& parameter : AllParameters(Components())) {
+            const std::uint32_t uDraw = random.Between(0, 15);
+            const double fShare = uDraw < 2 ? uDraw : double{random.Uniform(0.0f, 1.0f)};
+            parameter.Set(parameter.Min() + (parameter.Max() - parameter.Min()) * fShare);
+        }
+    }
     double Get(std::string_view name) { return Parameter(name).Get(); }
 
     /// Runs a stream from its start and returns what comes out, cut as given; the last length repeats. A
