@@ -154,3 +154,20 @@ TEST_CASE("ComponentBlockBuffer passes the rest of a block in which its size cha
         CHECK(Test::FirstDifference(bands[3], std::vector<float>(64, 0.0f)) == -1);
     }
 }
+
+TEST_CASE(
+    "ComponentBlockBuffer cleared in mid-block drops what it holds, and the block itself comes through") {
+    ComponentBlockBuffer buffer;
+    buffer.SetBlockSize(16);
+    Feed(buffer, std::vector<float>(64, 1.0f), std::vector<float>(64), {64}, false);
+    std::vector<float> samples(64, 2.0f);
+    buffer.Begin(64, samples.data(), nullptr, nullptr, nullptr);
+    ComponentBlockBuffer::Piece piece;
+    REQUIRE(buffer.NextBlock(piece));
+    buffer.Clear();
+    while (buffer.NextBlock(piece)) {
+    }
+    buffer.End();
+    for (std::size_t i = 0; i < 64; ++i)
+        REQUIRE(samples[i] == (i < 15 ? 0.0f : 2.0f));
+}

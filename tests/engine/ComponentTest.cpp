@@ -146,7 +146,7 @@ TEST_CASE("With a block buffer each block is one stride, at the time at which it
     std::int64_t nFrame = 0;
     for (const std::uint32_t uFrames : {130u, 1u, 400u, 69u, 400u}) {
         std::vector<float> left(uFrames, 1.0f);
-        rig.Process(left, nFrame);
+        CHECK(rig.Process(left, nFrame) == uFrames);
         nFrame += uFrames;
     }
     REQUIRE(rig.module.calls.size() == 10);
@@ -154,6 +154,20 @@ TEST_CASE("With a block buffer each block is one stride, at the time at which it
         CHECK(rig.module.calls[i].uFrames == 100);
         CHECK(std::abs(rig.module.calls[i].fFactor - static_cast<float>(i) * 1e-3f) < 1e-6f);
     }
+}
+
+TEST_CASE("Automation runs a component that is off, and its switch is in force at the end of the block") {
+    Rig rig;
+    rig.module.SetOn(false);
+    rig.module.SetActive(false);
+    std::vector<float> left(100);
+    rig.Automate(ParameterGroup::Bool, Line(1000, 1.0f, 1.0f));
+    rig.Process(left);
+    CHECK_FALSE(rig.module.On());
+    rig.module.SetAutomationActive(true);
+    rig.Process(left);
+    CHECK(rig.module.On());
+    CHECK(rig.module.Active());
 }
 
 TEST_CASE("Automation that changes the block size lets the rest of the block pass") {

@@ -74,7 +74,7 @@ TEST_CASE("Envelope curves follow their closed forms at the first frame of each 
 
 TEST_CASE("Between segments the last value stands, and a stride that one starts in belongs to it") {
     using Segments = std::vector<EnvelopeSegment>;
-    const EnvelopeSegment late = Segment(4800, 9600, 0, 1), inThird = Segment(120, 4800, 5, 5);
+    const EnvelopeSegment late = Segment(4800, 9600, 0, 1), inThird = Segment(120, 4920, 0, 4800);
     const EnvelopeSegment jump = Segment(0, 120, 3, 7, EnvelopeCurve::Jump), line = Segment(0, 96, 3, 7);
     const struct {
         const char* what;
@@ -88,7 +88,7 @@ TEST_CASE("Between segments the last value stands, and a stride that one starts 
         {"before the first", {late}, 0, 96, 48, 0.25f, 0, {0.25f, 0.25f}},
         {"behind the last", {late}, 48000, 96, 48, 0.25f, 0, {1, 1}},
         // Frame 120 lies in the third stride of 50, whose first frame is 100.
-        {"a start within a stride", {inThird}, 0, 250, 50, 1, 0, {1, 1, 5, 5, 5}},
+        {"a start within a stride", {inThird}, 0, 250, 50, 1, 0, {1, 1, 0, 30, 80}},
         {"a start on the last stride's end", {inThird}, 0, 120, 50, 1, 0, {1, 1, 1}},
         {"the block in which a jump ends", {jump}, 0, 240, 48, -1, 0, {3, 3, 3, 3, 3}},
         {"the block behind a jump", {jump}, 240, 96, 48, -1, 0, {7, 7}},

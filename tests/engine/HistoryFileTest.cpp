@@ -164,7 +164,8 @@ TEST_CASE("A saved history of 500 steps loads as it was, at the step that the en
     Rig rig;
     rig.plugin.Set("Global: History Depth", 2);
     rig.file.Reset(rig.list);
-    rig.Push(499);
+    rig.Push(510);
+    REQUIRE(rig.list.Entries().size() == 500);
     REQUIRE(rig.list.SetSlot(1, 7));
     REQUIRE(rig.file.GoTo(rig.list, 400));
     const std::string strSaved = rig.Saved();

@@ -137,6 +137,19 @@ TEST_CASE("During a preset change delay and activity wait for its end") {
     CHECK_FALSE(engine.fake.Active());
 }
 
+TEST_CASE("Behind a host with a latency of its own the delay follows the buffer size that it is set to") {
+    struct Buffered : TestPlugin {
+        std::uint32_t HostLatency(bool bFrozen) override {
+            return (bFrozen ? 1u : 32u) << static_cast<std::uint32_t>(Get("Global: Global Buffer Size"));
+        }
+    } plugin;
+    plugin.SetHostKind(2);
+    plugin.Set("Global: Global Buffer Size", 3);
+    CHECK(plugin.GetTransform().SystemDelay() == 256);
+    plugin.SetFrozenSystemDelay(1000);
+    CHECK(plugin.GetTransform().SystemDelay() == 1008);
+}
+
 TEST_CASE("A hundred blocks are logged with what came out of them, then the log stops by itself") {
     Engine engine;
     engine.fake.SetLatency(10);
