@@ -29,34 +29,32 @@ bool Contains(const std::string& strText, const std::string& strPiece) {
 
 TEST_CASE("Settings: a value is a label first, then on or off, then a number, and nothing else") {
     Test::TestPlugin plugin;
-    const auto bufferSize = plugin.Parameter("Global: Global Buffer Size");
-    const auto bypass = plugin.Parameter("Global: Bypass");
-    const auto gain = plugin.Parameter("Gain: Input Left");
-
-    // "32" is the label of 0; "3" is no label, so it is the number.
-    CHECK(ParseValue(bufferSize, "32") == 0.0);
-    CHECK(ParseValue(bufferSize, "1024") == 5.0);
-    CHECK(ParseValue(bufferSize, "Auto") == 6.0);
-    CHECK(ParseValue(bufferSize, "3") == 3.0);
-    for (const std::string strText : {"auto", "Auto ", "3.5", "on", "true", ""}) {
-        CAPTURE(strText);
-        CHECK_FALSE(ParseValue(bufferSize, strText));
-    }
-    CHECK(ParseValue(bypass, "on") == 1.0);
-    CHECK(ParseValue(bypass, "true") == 1.0);
-    CHECK(ParseValue(bypass, "off") == 0.0);
-    CHECK(ParseValue(bypass, "false") == 0.0);
-    CHECK(ParseValue(bypass, "1") == 1.0);
-    // The display's words for this switch are not an enumeration.
-    for (const std::string strText : {"Bypassed", "ON", "0.5", "yes"}) {
-        CAPTURE(strText);
-        CHECK_FALSE(ParseValue(bypass, strText));
-    }
-    CHECK(ParseValue(gain, "-6.25") == -6.25);
-    CHECK(ParseValue(gain, "+3e-1") == 0.3);
-    for (const std::string strText : {"on", "nan", "inf", "1e999", "6 dB", " 6", "+-6", "0x10", "6,5"}) {
-        CAPTURE(strText);
-        CHECK_FALSE(ParseValue(gain, strText));
+    constexpr auto kNone = std::nullopt;
+    const struct {
+        const char* parameter;
+        std::optional<double> value;
+        std::vector<const char*> texts;
+    } rows[] = {
+        // "32" is the label of 0; "3" is no label, so it is the number.
+        {"Global: Global Buffer Size", 0.0, {"32"}},
+        {"Global: Global Buffer Size", 5.0, {"1024"}},
+        {"Global: Global Buffer Size", 6.0, {"Auto"}},
+        {"Global: Global Buffer Size", 3.0, {"3"}},
+        {"Global: Global Buffer Size", kNone, {"auto", "Auto ", "3.5", "on", "true", ""}},
+        {"Global: Bypass", 1.0, {"on", "true", "1"}},
+        {"Global: Bypass", 0.0, {"off", "false"}},
+        // The display's words for this switch are not an enumeration.
+        {"Global: Bypass", kNone, {"Bypassed", "ON", "0.5", "yes"}},
+        {"Gain: Input Left", -6.25, {"-6.25"}},
+        {"Gain: Input Left", 0.3, {"+3e-1"}},
+        {"Gain: Input Left", kNone, {"on", "nan", "inf", "1e999", "6 dB", " 6", "+-6", "0x10", "6,5"}},
+    };
+    for (const auto& row : rows) {
+        for (const char* const text : row.texts) {
+            CAPTURE(row.parameter);
+            CAPTURE(text);
+            CHECK(ParseValue(plugin.Parameter(row.parameter), text) == row.value);
+        }
     }
 }
 

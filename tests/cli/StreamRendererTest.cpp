@@ -70,70 +70,47 @@ constexpr float kGuard = 3e-10f;
 
 }  // namespace
 
-TEST_CASE("Renderer: a compensated stream is as long as its input and aligned with it, however short") {
+TEST_CASE("Renderer: a stream is as long as its input and its tail, and compensated in line with it") {
+    const struct {
+        bool bCompensate;
+        std::uint32_t uTail;
+    } ways[] = {{true, 0}, {true, 1}, {true, 299}, {true, 5000}, {false, 0}, {false, 100}};
     for (const std::size_t uDelay : {0u, 1u, 100u, 1000u}) {
-        for (const std::size_t uLength : {0u, 1u, 99u, 100u, 101u, 999u, 5000u}) {
-            const auto left = Test::Noise(1, uLength);
-            const auto right = Test::Noise(2, uLength);
-            for (const std::vector<std::uint32_t>& blocks :
-                 {std::vector<std::uint32_t>{1}, {64}, {500, 1, 7}, {8192}}) {
-                CAPTURE(uDelay);
-                CAPTURE(uLength);
-                CAPTURE(blocks.front());
-                Rig rig(uDelay);
-                const auto result = rig.Render(left, right, blocks);
-                CHECK(result.uFramesIn == uLength);
-                CHECK(result.uFramesOut == uLength);
-                CHECK(result.uSystemDelay == uDelay);
-                REQUIRE(result.left.size() == uLength);
-                REQUIRE(result.right.size() == uLength);
-                CHECK(Test::WorstDifference(result.left, left) <= kGuard);
-                CHECK(Test::WorstDifference(result.right, right) <= kGuard);
+        for (const std::size_t uLength : {0u, 1u, 99u, 100u, 101u, 999u, 3000u}) {
+            const auto left = Test::Noise(1, uLength), right = Test::Noise(2, uLength);
+            for (const auto& way : ways) {
+                for (const std::vector<std::uint32_t>& blocks :
+                     {std::vector<std::uint32_t>{1}, {64}, {500, 1, 7}, {8192}}) {
+                    CAPTURE(uDelay);
+                    CAPTURE(uLength);
+                    CAPTURE(way.bCompensate);
+                    CAPTURE(way.uTail);
+                    CAPTURE(blocks.front());
+                    Rig rig(uDelay, way.bCompensate);
+                    const auto result = rig.Render(left, right, blocks, way.uTail);
+                    const std::size_t uFrames = uLength + way.uTail, uZeros = way.bCompensate ? 0 : uDelay;
+                    CHECK(result.uFramesIn == uLength);
+                    CHECK(result.uFramesOut == uFrames);
+                    CHECK(result.uSystemDelay == uDelay);
+                    REQUIRE(result.left.size() == uFrames);
+                    // Nothing at all has no right channel either.
+                    REQUIRE(result.right.size() == (uLength == 0 ? 0 : uFrames));
+                    CHECK(Test::WorstDifference(result.left, Shifted(left, uZeros, uFrames)) <= kGuard);
+                    CHECK(Test::WorstDifference(result.right, Shifted(right, uZeros, uFrames)) <= kGuard);
+                }
             }
         }
     }
 }
 
-TEST_CASE("Renderer: without compensation each frame gives one frame, the delay at their head") {
-    const auto input = Test::Noise(3, 3000);
-    Rig rig(1000, false);
-    const auto result = rig.Render(input, {}, {512});
-    CHECK(result.uFramesOut == 3000);
-    CHECK(Test::WorstDifference(result.left, Shifted(input, 1000, 3000)) <= kGuard);
-    // A hundred frames of silence behind it push as many out.
-    Rig longer(1000, false);
-    const auto tail = longer.Render(input, {}, {512}, 100);
-    CHECK(tail.uFramesIn == 3000);
-    CHECK(tail.uFramesOut == 3100);
-    CHECK(Test::WorstDifference(tail.left, Shifted(input, 1000, 3100)) <= kGuard);
-}
-
-TEST_CASE("Renderer: a tail follows the aligned input") {
-    const auto input = Test::Noise(4, 700);
-    for (const std::uint64_t uTail : {std::uint64_t{1}, std::uint64_t{299}, std::uint64_t{5000}}) {
-        CAPTURE(uTail);
-        Rig rig(1000);
-        const auto result = rig.Render(input, {}, {64, 3}, uTail);
-        CHECK(result.uFramesIn == 700);
-        CHECK(result.left.size() == 700 + uTail);
-        CHECK(Test::WorstDifference(result.left, Shifted(input, 0, 700 + uTail)) <= kGuard);
-    }
-}
-
 TEST_CASE("Renderer: a delay or a bypass that is switched in mid-stream leaves the length exact") {
     const auto input = Test::Noise(6, 44100);
-    SUBCASE("the bypass") {
+    const EnvelopeSegment switches[] = {{3'000'000, 5'000'000, 1, 1, 0, EnvelopeCurve::Jump},
+                                        {5'000'000, 6'000'000, 0, 0, 0, EnvelopeCurve::Jump}};
+    for (const char* const name : {"Global", "Delay"}) {
+        CAPTURE(name);
         Rig rig(1000);
-        const EnvelopeSegment on{3'000'000, 5'000'000, 1, 1, 0, EnvelopeCurve::Jump};
-        const EnvelopeSegment off{5'000'000, 6'000'000, 0, 0, 0, EnvelopeCurve::Jump};
-        const EnvelopeSegment segments[] = {on, off};
-        rig.plugin.Find("Global").Envelopes().AddSegments(ParameterGroup::Bool, 0, segments);
-        CHECK(rig.Render(input, {}, {512}).left.size() == input.size());
-    }
-    SUBCASE("the module with the delay") {
-        Rig rig(1000);
-        const EnvelopeSegment off{5'000'000, 6'000'000, 0, 0, 0, EnvelopeCurve::Jump};
-        rig.delay.Envelopes().AddSegments(ParameterGroup::Bool, 0, std::span(&off, 1));
+        rig.plugin.Find(name).Envelopes().AddSegments(ParameterGroup::Bool, 0, switches);
         CHECK(rig.Render(input, {}, {512}).left.size() == input.size());
     }
 }

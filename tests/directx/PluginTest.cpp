@@ -362,9 +362,9 @@ TEST_CASE("The host sets, automates and flushes one parameter or all of them") {
     // What arrived is what the engine evaluates: a square's half way is a quarter of its rise.
     MP_ENVELOPE_SEGMENT square{0, 20'000'000, 0, -8, MP_CURVE_SQUARE, 0};
     CHECK(params->AddEnvelope(1, 1, &square) == S_OK);
-    float fAtOneSecond = 0;
-    gain.Owner().Envelopes().EvaluateFloat(gain.Index(), {10000, 10'000'000, 1, 1}, 0, 0, {&fAtOneSecond, 1});
-    CHECK(std::abs(fAtOneSecond + 2.0f) < 1e-3f);
+    float fHalfWay = 0;
+    gain.Owner().Envelopes().EvaluateFloat(gain.Index(), {10000, 10'000'000, 1, 1}, 0, 0, {&fHalfWay, 1});
+    CHECK(std::abs(fHalfWay + 2.0f) < 1e-3f);
     CHECK(params->SetParam(DWORD_ALLPARAMS, 0) == S_OK);
 }
 
