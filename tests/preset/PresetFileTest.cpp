@@ -74,6 +74,7 @@ TEST_CASE(
     Util::MemorySettingsStore settings;
     TestPlugin plugin(settings, &Test::ChainAndOddments);
     plugin.Set("Gain: Input Right", -3.1);
+    plugin.Set("ODD: Tiny", -1e-9);
     PresetFile preset(plugin);
     preset.EnableGroup(PresetGroup::Meters, false);
     preset.SetAttribute("LastUsed", "then");
@@ -87,6 +88,7 @@ TEST_CASE(
     CHECK(strText.find("<Param Type=\"Float\" ComponentID=\"" + Test::ComponentId(plugin, "Gain") +
                        "\" ParamID=\"2\" Value=\"-3.09999990\" />") != std::string::npos);
     CHECK(strText.find(" Name=") == std::string::npos);
+    CHECK(strText.find("\"-0.00000000\"") == std::string::npos);
     CHECK(strText.find("<ExtraBytes ComponentID=") != std::string::npos);
     CHECK(strText.find("Data=\"AAAAAAA=\"") != std::string::npos);
 
@@ -242,7 +244,7 @@ TEST_CASE("A preset file appears whole or not at all, knows its place, and goes 
     std::filesystem::create_directories(folder.File("taken.xml/in"));
     CHECK_THROWS_AS(preset.Save(folder.File("taken.xml")), FileIO);
     CHECK(preset.Path() == strPath);
-    for (const char* const name : {"", "a/b", "..\\b", "c:d"}) {
+    for (const char* const name : {"", "a/b", "..\\b", "c:d", "taken"}) {
         PresetFile odd(plugin, name);
         CHECK_THROWS_AS(odd.SaveAs(folder.Path()), FileIO);
         CHECK(odd.Attribute("LastUsed") == "");
