@@ -50,9 +50,9 @@ TEST_CASE("report: its keys are the promised ones, and a sine and its gain read 
                                                                 "dc_offset"});
     const Json expected = {{"sample_rate", 48000}, {"channels", 2},         {"frames_in", 240000},
                            {"frames_out", 264000}, {"block", {64, 500, 1}}, {"system_delay", 0}};
-    for (const auto& [strKey, value] : expected.items()) {
-        CAPTURE(strKey);
-        CHECK(report[strKey] == value);
+    for (const auto& item : expected.items()) {
+        CAPTURE(item.key());
+        CHECK(report[item.key()] == item.value());
     }
     CHECK(report["elapsed_seconds"].get<double>() > 0.0);
     const double fFactor = report["realtime_factor"].get<double>();
