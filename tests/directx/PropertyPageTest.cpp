@@ -75,17 +75,14 @@ TEST_CASE("CBasePropertyPage: the page is told of object and window, once each a
     CHECK(page->SetObjects(1, nullptr) == E_POINTER);
     CHECK(page->SetObjects(1, objects + 1) == E_POINTER);
     CHECK(page->SetObjects(2, objects) == E_UNEXPECTED);
-    const auto closed = [&] {
-        for (const HRESULT hr : {page->Activate(kParent, &rect, FALSE), page->Deactivate(), page->Move(&rect),
-                                 page->Show(SW_SHOW), page->Apply()})
-            CHECK(hr == E_UNEXPECTED);
-    };
-    closed();
+    for (const HRESULT hr : {page->Activate(kParent, &rect, FALSE), page->Deactivate(), page->Move(&rect),
+                             page->Show(SW_SHOW), page->Apply()})
+        CHECK(hr == E_UNEXPECTED);
     CHECK(page->SetPageSite(&site) == S_OK);
     CHECK(page->SetPageSite(&site) == E_UNEXPECTED);
     CHECK(site.uCount == 1);
-    closed();
     CHECK(page->SetObjects(1, objects) == S_OK);
+    CHECK(page->Apply() == E_UNEXPECTED);
     CHECK(page->Activate(kParent, nullptr, FALSE) == E_POINTER);
 
     REQUIRE(page->Activate(kParent, &rect, FALSE) == S_OK);
