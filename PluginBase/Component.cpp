@@ -28,7 +28,7 @@ struct Component::EnvelopeValues {
 
 Component::Component(PluginContext& plugin, std::string strName)
     : m_plugin(plugin),
-      m_lock(Util::Format("DSP::Component %1", strName)),
+      m_lock(Util::Format("DSP::Component %1", strName), Util::LockUse::OnAudioThread),
       m_strName(std::move(strName)),
       m_values(std::make_unique<EnvelopeValues>()) {}
 

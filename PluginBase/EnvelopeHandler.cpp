@@ -90,7 +90,7 @@ bool Walk(const std::vector<EnvelopeSegment>& list, const EnvelopeSpan& span, Va
 
 EnvelopeHandler::EnvelopeHandler(std::string strName, std::size_t uFloats, std::size_t uBools,
                                  std::size_t uInts)
-    : m_lock(strName), m_writers(strName + " writers") {
+    : m_lock(strName, Util::LockUse::OnAudioThread), m_writers(strName + " writers") {
     m_lists[0].resize(uFloats);
     m_lists[1].resize(uBools);
     m_lists[2].resize(uInts);

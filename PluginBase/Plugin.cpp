@@ -83,7 +83,7 @@ Plugin::~Plugin() {
 }
 
 std::uint32_t Plugin::Process(std::uint32_t uFrames, float* inLeft, float* inRight, float* outLeft,
-                              float* outRight) {
+                              float* outRight) VESCA_NONBLOCKING {
     m_transform->SetStreamPosition(m_nBlockStart);
     const std::uint32_t uProduced = m_transform->Run(uFrames, inLeft, inRight, outLeft, outRight);
     if (m_bLogBlocks) LogBlock(uFrames, uProduced);

@@ -11,6 +11,7 @@
 #include "PluginBase/Transform.h"
 #include "hvBase/Util/MessagePort.h"
 #include "hvBase/Util/NamedLock.h"
+#include "hvBase/Util/RealTime.h"
 #include "hvBase/Util/Relaxed.h"
 #include "hvBase/Util/SettingsStore.h"
 
@@ -45,7 +46,7 @@ public:
     /// Returns the frames written to the outputs, fewer than uFrames while the head of a compensated stream
     /// is being trimmed. In and out may be the same buffers.
     std::uint32_t Process(std::uint32_t uFrames, float* inLeft, float* inRight, float* outLeft,
-                          float* outRight);
+                          float* outRight) VESCA_NONBLOCKING;
 
     /// The time of the next block's first frame, in 100 ns units. A host without time stamps gives the
     /// running frame count times 10,000,000 / rate, truncated. Streaming thread.
@@ -160,8 +161,8 @@ private:
 
     // Set-up: written at construction, or while nothing streams.
     std::unique_ptr<Util::SettingsStore> m_settings;
-    Util::NamedLock m_lock{"Plugin"};
-    Util::NamedLock m_transformLock{"Plugin::Transforming"};
+    Util::NamedLock m_lock{"Plugin", Util::LockUse::OnAudioThread};
+    Util::NamedLock m_transformLock{"Plugin::Transforming", Util::LockUse::OnAudioThread};
     std::vector<Component*> m_components;
     std::uint32_t m_uStateSize;
     std::uint32_t m_uHostKind = 0;

@@ -217,7 +217,7 @@ private:
     std::shared_ptr<const std::vector<float>> m_curve;  ///< dB for each bin of the FFT size in force
     Util::Relaxed<std::uint32_t> m_uLatency = 0;
 
-    Util::NamedLock m_auditionLock{"DSP::AltSoloImpl"};
+    Util::NamedLock m_auditionLock{"DSP::AltSoloImpl", Util::LockUse::OnAudioThread};
     AltSoloImpl m_audition{m_auditionLock};
 };
 

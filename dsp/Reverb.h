@@ -116,7 +116,7 @@ private:
     Util::Relaxed<bool> m_bUserEditing = false;
 
     // The plate, under its lock.
-    Util::NamedLock m_combLock{"Reverb::Freeverb"};
+    Util::NamedLock m_combLock{"Reverb::Freeverb", Util::LockUse::OnAudioThread};
     CombReverb m_comb;
 
     // The room, owned as the class comment says, and under the offload lock what it is to become.

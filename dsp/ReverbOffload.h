@@ -56,7 +56,7 @@ private:
     void RunWork();
 
     Work m_work;
-    Util::NamedLock m_lock{"Reverb Offloading Thread"};
+    Util::NamedLock m_lock{"Reverb Offloading Thread", Util::LockUse::OnAudioThread};
     std::condition_variable_any m_idle;
     // Under the lock.
     bool m_bRunning = false;

@@ -129,5 +129,6 @@ std::size_t RealTimeWatch::LearntLocks() {
 void RealTimeWatch::Forget() {
     g_uLearnt = 0;
 }
+void RealTimeWatch::Announce(const std::string&) {}
 
 }  // namespace Test
