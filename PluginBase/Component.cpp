@@ -24,6 +24,21 @@ struct Component::EnvelopeValues {
     std::vector<Lane<float>> floats;
     std::vector<Lane<std::uint8_t>> bools;
     std::vector<Lane<std::int32_t>> ints;
+    std::uint32_t uStrides = 0;  ///< room in every lane
+
+    /// Takes memory for all lanes at once, automated or not: with the longest block, not with the first
+    /// segment. Audio thread.
+    void Grow(std::uint32_t uWanted) {
+        if (uWanted <= uStrides) return;
+        uStrides = uWanted;
+        const auto grow = [&](auto& lanes) {
+            for (auto& lane : lanes)
+                lane.values.resize(uStrides);
+        };
+        grow(floats);
+        grow(bools);
+        grow(ints);
+    }
 };
 
 Component::Component(PluginContext& plugin, std::string strName)
@@ -135,6 +150,12 @@ std::uint32_t Component::ProcessBlock(std::uint32_t uFrames, float*, float*) {
     return uFrames;
 }
 
+void Component::ReserveBlocks(std::uint32_t uFrames) {
+    const std::lock_guard lock(m_lock);
+    m_values->Grow(StageContext::MostStrides(uFrames));
+    m_blockBuffer.ReserveBlocks(uFrames);
+}
+
 std::uint32_t Component::ProcessAutomated(const StageContext& context, std::uint32_t uFrames, float* left,
                                           float* right, bool bForce, float* const* bandsLeft,
                                           float* const* bandsRight) {
@@ -179,11 +200,11 @@ std::uint32_t Component::RunPiece(const ComponentBlockBuffer::Piece& piece, std:
 
 /// Fills the lanes of all parameters that have segments.
 void Component::EvaluateEnvelopes(const EnvelopeSpan& span) {
+    m_values->Grow(span.StrideCount());
     const auto evaluate = [&](ParameterGroup group, auto& lanes, auto&& run) {
         for (auto& lane : lanes) {
             lane.bLive = m_envelopes->SegmentCount(group, lane.uIndex) != 0;
             if (!lane.bLive) continue;
-            if (lane.values.size() < span.StrideCount()) lane.values.resize(span.StrideCount());
             run(lane);
         }
     };

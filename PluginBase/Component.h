@@ -23,6 +23,13 @@ struct StageContext {
     std::int64_t nPosition = 0;              ///< time of the block's first frame, 100 ns
     std::uint32_t uStride = 1;               ///< frames between two evaluations of automation
     Util::Relaxed<bool>* refresh = nullptr;  ///< set when automation changed something that a display shows
+
+    /// The finest stride that a user can set, in frames, and the most evaluations of a block: so many values
+    /// there is room for once such a block has come, whatever is automated later.
+    static constexpr std::uint32_t kFinestStride = 10;
+    static constexpr std::uint32_t MostStrides(std::uint32_t uFrames) {
+        return (uFrames + kFinestStride - 1) / kFinestStride;
+    }
 };
 
 /// Any piece of the system that has parameters: each audio module, each meter, the global settings. It has
@@ -138,6 +145,10 @@ public:
     /// Waits until work that a setter has sent to another thread is done and its result installed, so that a
     /// render does not depend on timing. Never on the audio thread.
     virtual void FinishBackgroundWork() {}
+
+    /// Takes the memory for blocks of up to so many frames, in work or switched off, automated or not. Takes
+    /// the lock. Audio thread, at the head of the first such block.
+    void ReserveBlocks(std::uint32_t uFrames);
 
     /// Which stage (gain) or band (multiband modules) the next call is for. Audio thread.
     void SetStage(std::uint32_t uStage) { m_uStage = uStage; }

@@ -29,6 +29,12 @@ void ComponentBlockBuffer::Reserve(std::int32_t nGreatest, std::uint32_t uInputs
     TakeMemory();
 }
 
+void ComponentBlockBuffer::ReserveBlocks(std::uint32_t uFrames) {
+    if (uFrames <= m_uLongestHost) return;
+    m_uLongestHost = uFrames;
+    TakeMemory();
+}
+
 void ComponentBlockBuffer::TakeMemory() {
     if (m_uGreatest == 0) return;
     // An input holds the rest of a block beside the host's; what is on its way through inputs and outputs
@@ -66,10 +72,7 @@ void ComponentBlockBuffer::Begin(std::uint32_t uFrames, float* left, float* righ
         m_host.bandsLeft[i] = bandsLeft ? bandsLeft[i] : nullptr;
         m_host.bandsRight[i] = bandsRight ? bandsRight[i] : nullptr;
     }
-    if (uFrames > m_uLongestHost) {
-        m_uLongestHost = uFrames;
-        TakeMemory();
-    }
+    ReserveBlocks(uFrames);
     if (m_uBlockSize == 0) return;
     m_nHeld = static_cast<std::int64_t>(m_inputs[0].size());
     m_inputs[0].insert(m_inputs[0].end(), left, left + uFrames);

@@ -33,6 +33,9 @@ public:
     /// waits for its lock. Before the first block.
     void Reserve(std::int32_t nGreatest, std::uint32_t uInputs = 2, std::uint32_t uOutputs = 2);
 
+    /// Takes the memory for host blocks of up to so many frames.
+    void ReserveBlocks(std::uint32_t uFrames);
+
     /// Sets the size, 0 or more frames, and the number of outputs, 2 or 8. Equal arguments do nothing; others
     /// drop what the buffer held. During a block, the rest of that block passes unprocessed.
     void SetBlockSize(std::int32_t nBlockSize, std::uint32_t uInputs = 2, std::uint32_t uOutputs = 2);
@@ -55,6 +58,10 @@ public:
 
     /// Whether the block size has changed since Begin.
     bool Reconfigured() const { return m_bReconfigured; }
+
+    /// Between Begin and End. The owner's lock is held all that time, so whoever sees this under that lock is
+    /// the audio thread.
+    bool IsInBlock() const { return m_bInBlock; }
 
     /// At block size 0: so many more frames of the host's block are finished.
     void Advance(std::uint32_t uFrames) { m_uFinished += uFrames; }

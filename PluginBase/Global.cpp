@@ -13,6 +13,8 @@ const std::vector<std::string> kModuleLabels = {"Equalizer",         "Reverb",  
                                                 "Multiband Exciter", "Mutliband Imager", "Channel Operations",
                                                 "Maximizer",         "Spectrum",         "Phase Meter"};
 
+constexpr auto kFinestStride = static_cast<float>(StageContext::kFinestStride);
+
 }  // namespace
 
 Global::Global(PluginContext& plugin) : ComponentImpl(plugin, "Global") {
@@ -21,7 +23,8 @@ Global::Global(PluginContext& plugin) : ComponentImpl(plugin, "Global") {
 
     Float("Global: FPS", "fps", 5, 60, 30, &Global::Fps, &Global::SetFps).Preference();
     Float("Global: Opacity", "%", 20, 100, 100, &Global::Opacity, &Global::SetOpacity).Preference();
-    Float("Global: Automation Zipper Samples", "", 10, 600, 50, &Global::Zipper, &Global::SetZipper)
+    Float("Global: Automation Zipper Samples", "", kFinestStride, 600, 50, &Global::Zipper,
+          &Global::SetZipper)
         .Preference();
 
     Bool("Global: Bypass", false, &Global::Bypass, &Global::SetBypass)
@@ -96,7 +99,7 @@ void Global::SetOpacity(float fOpacity) {
 }
 
 void Global::SetZipper(float fZipper) {
-    m_fZipper = std::clamp(fZipper, 10.0f, 600.0f);
+    m_fZipper = std::clamp(fZipper, kFinestStride, 600.0f);
 }
 
 void Global::SetBypass(bool bBypass) {

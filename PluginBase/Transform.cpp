@@ -88,6 +88,14 @@ void Transform::UpdateAll() {
     UpdateNow();
 }
 
+void Transform::ReserveBlocks(std::uint32_t uFrames) {
+    TransformBase::ReserveBlocks(uFrames);
+    for (std::uint32_t b = 0; b < kBands; ++b) {
+        m_bandsLeft[b].reserve(uFrames);
+        m_bandsRight[b].reserve(uFrames);
+    }
+}
+
 void Transform::ResetGuards() {
     m_crossOverGuard.Reset();
     m_bandGuard.Reset();

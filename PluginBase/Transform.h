@@ -46,6 +46,7 @@ private:
                                float* inRight, float* outLeft, float* outRight) override;
     void ProcessBypassed(std::uint32_t uFrames, const float* inLeft, const float* inRight, float* outLeft,
                          float* outRight) override;
+    void ReserveBlocks(std::uint32_t uFrames) override;
     void ResetGuards() override;
 
     void MeterLevel(std::uint32_t uFirstChannel, const Block& block);

@@ -64,6 +64,7 @@ std::uint32_t TransformBase::Run(std::uint32_t uFrames, float* inLeft, float* in
     m_bRanMono = inRight == nullptr;
 
     UpdateNow();
+    if (uFrames > m_uReserved) ReserveBlocks(uFrames);
     {
         const std::lock_guard lock(m_plugin.Lock());
         m_bInBlock = true;
@@ -76,6 +77,13 @@ std::uint32_t TransformBase::Run(std::uint32_t uFrames, float* inLeft, float* in
     }
     if (bFold && callersRight) DSP::VectorCopy(outLeft, callersRight, Length(uProduced));
     return uProduced;
+}
+
+void TransformBase::ReserveBlocks(std::uint32_t uFrames) {
+    m_uReserved = uFrames;
+    m_bypassValues.resize(StageContext::MostStrides(uFrames));
+    for (Component* component : m_plugin.Components())
+        component->ReserveBlocks(uFrames);
 }
 
 bool TransformBase::IsCompensating() const {
@@ -114,7 +122,6 @@ std::uint32_t TransformBase::RunAutomated(std::uint32_t uFrames, float* inLeft, 
 std::uint32_t TransformBase::RunStrides(std::uint32_t uFrames, float* inLeft, float* inRight, float* outLeft,
                                         float* outRight, std::uint32_t uStride) {
     const EnvelopeSpan span{m_uSampleRate, m_nStreamPosition, uFrames, uStride};
-    if (m_bypassValues.size() < span.StrideCount()) m_bypassValues.resize(span.StrideCount());
     m_global.Envelopes().EvaluateBool(Global::kBypassIndex, span, m_global.Bypass(), m_bypassValues);
 
     std::uint32_t uTotal = 0;

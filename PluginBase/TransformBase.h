@@ -89,6 +89,9 @@ protected:
     virtual void ProcessBypassed(std::uint32_t uFrames, const float* inLeft, const float* inRight,
                                  float* outLeft, float* outRight);
 
+    /// Takes the memory that blocks of so many frames need, whatever is switched on or automated later.
+    virtual void ReserveBlocks(std::uint32_t uFrames);
+
     /// Guards of the derived class start anew.
     virtual void ResetGuards() {}
 
@@ -135,6 +138,7 @@ private:
     std::uint32_t m_uLastRefresh = 0;  ///< ms
 
     // Scratch: means nothing between two calls.
+    std::uint32_t m_uReserved = 0;  ///< frames of a block that there is memory for
     std::vector<std::uint8_t> m_bypassValues;
     std::vector<float> m_flushLeft;
     std::vector<float> m_flushRight;
