@@ -59,33 +59,57 @@ void PartConv::Grow(int nMaxFrames) {
 // Builds the state for the impulse's layout.
 void PartConv::Build() {
     m_layout = m_impulse->Layout();
-    m_head.clear();
-    m_tails.clear();
-    m_head.emplace_back(m_layout.levels.front(), 0, m_nInputs);
-    for (int i = 1; i < static_cast<int>(m_layout.levels.size()); ++i)
-        m_tails.emplace_back(m_layout.levels[static_cast<std::size_t>(i)], i, m_nInputs, m_layout.Grid());
+    const auto& levels = m_layout.levels;
+    m_head.SetUp(levels.front(), 0, m_nInputs, m_transforms.Of(levels.front().nBlock));
+    for (std::size_t i = 1; i < levels.size(); ++i) {
+        m_tails[i - 1].SetUp(levels[i], static_cast<int>(i), m_nInputs, m_layout.Grid(),
+                             m_transforms.Of(levels[i].nBlock));
+    }
 
     const auto uChannels = static_cast<std::size_t>(m_nInputs);
-    m_inputs.assign(uChannels, AlignedVector<float>(Ring() / 2));
-    m_outputs.assign(uChannels, AlignedVector<float>(Ring()));
+    if (m_inputs.size() < uChannels) m_inputs.resize(uChannels);
+    if (m_outputs.size() < uChannels) m_outputs.resize(uChannels);
     m_inputPointers.clear();
     m_outputPointers.clear();
     for (std::size_t c = 0; c < uChannels; ++c) {
+        m_inputs[c].resize(Ring() / 2);
+        m_outputs[c].resize(Ring());
         m_inputPointers.push_back(m_inputs[c].data());
         m_outputPointers.push_back(m_outputs[c].data());
     }
     Reset();
 }
 
+void PartConv::Reserve(int nMaxLength, int nChannels) {
+    const PartConvImpulse::Bounds bounds = PartConvImpulse::BoundsFor(m_nBlock, nMaxLength);
+    const RightAngleFft& longest = m_transforms.MakeAll();
+    m_head.Reserve(bounds.spectra[0], longest, nChannels);
+    for (std::size_t i = 0; i < m_tails.size(); ++i)
+        m_tails[i].Reserve(bounds.spectra[i + 1], longest, nChannels);
+    const auto uChannels = std::max(m_inputs.size(), static_cast<std::size_t>(nChannels));
+    m_inputs.resize(uChannels);
+    m_outputs.resize(uChannels);
+    m_inputPointers.reserve(uChannels);
+    m_outputPointers.reserve(uChannels);
+    for (std::size_t c = 0; c < uChannels; ++c) {
+        m_inputs[c].reserve(2 * std::size_t{PartConvLayout::kMaxBlock});
+        m_outputs[c].reserve(4 * std::size_t{PartConvLayout::kMaxBlock});
+    }
+    // Memory may have moved.
+    for (std::size_t c = 0; c < m_inputPointers.size(); ++c) {
+        m_inputPointers[c] = m_inputs[c].data();
+        m_outputPointers[c] = m_outputs[c].data();
+    }
+}
+
 void PartConv::Reset() {
-    for (PartConvLine& head : m_head)
-        head.Reset();
-    for (PartConvTail& tail : m_tails)
+    m_head.Reset();
+    for (PartConvTail& tail : Tails())
         tail.Reset();
-    for (AlignedVector<float>& ring : m_inputs)
-        std::fill(ring.begin(), ring.end(), 0.0f);
-    for (AlignedVector<float>& ring : m_outputs)
-        std::fill(ring.begin(), ring.end(), 0.0f);
+    for (std::size_t c = 0; c < m_inputPointers.size(); ++c) {
+        std::fill(m_inputs[c].begin(), m_inputs[c].end(), 0.0f);
+        std::fill(m_outputs[c].begin(), m_outputs[c].end(), 0.0f);
+    }
     m_uPosition = 0;
     m_nFilled = 0;
     m_bPieces = false;
@@ -131,29 +155,27 @@ void PartConv::Process(float* const* inputs, int nFrames, float* const* outputs)
 
 // A whole block of the grid: all partitions of the head at once.
 void PartConv::ConvolveBlock() noexcept {
-    PartConvLine& head = m_head.front();
-    head.Advance();
+    m_head.Advance();
     for (int c = 0; c < m_nInputs; ++c) {
         const auto uChannel = static_cast<std::size_t>(c);
-        head.Transform(c, BlockInput(uChannel));
-        head.ClearSum();
-        head.Multiply(c, *m_impulse, 0, head.Level().nPartitions);
-        head.InverseAdd(BlockOutput(uChannel), NextBlockOutput(uChannel));
+        m_head.Transform(c, BlockInput(uChannel));
+        m_head.ClearSum();
+        m_head.Multiply(c, *m_impulse, 0, m_head.Level().nPartitions);
+        m_head.InverseAdd(BlockOutput(uChannel), NextBlockOutput(uChannel));
     }
 }
 
 // A piece of a block. The older blocks' share is known at the block's beginning; the block's own share
 // within itself is computed tap by tap, because its transform must wait for its end.
 void PartConv::ConvolvePiece(int nFrames) noexcept {
-    PartConvLine& head = m_head.front();
     if (m_nFilled == 0) {
-        head.Advance();
+        m_head.Advance();
         m_bPieces = true;
-        for (int c = 0; c < m_nInputs && head.Level().nPartitions > 1; ++c) {
+        for (int c = 0; c < m_nInputs && m_head.Level().nPartitions > 1; ++c) {
             const auto uChannel = static_cast<std::size_t>(c);
-            head.ClearSum();
-            head.Multiply(c, *m_impulse, 1, head.Level().nPartitions);
-            head.InverseAdd(BlockOutput(uChannel), NextBlockOutput(uChannel));
+            m_head.ClearSum();
+            m_head.Multiply(c, *m_impulse, 1, m_head.Level().nPartitions);
+            m_head.InverseAdd(BlockOutput(uChannel), NextBlockOutput(uChannel));
         }
     }
     for (int c = 0; c < m_nInputs; ++c) {
@@ -165,18 +187,17 @@ void PartConv::ConvolvePiece(int nFrames) noexcept {
 
 // The block is complete: what a block in pieces still owes its successor, and the tails' share.
 void PartConv::FinishBlock() noexcept {
-    PartConvLine& head = m_head.front();
     for (int c = 0; c < m_nInputs && m_bPieces; ++c) {
         const auto uChannel = static_cast<std::size_t>(c);
-        head.Transform(c, BlockInput(uChannel));
-        head.ClearSum();
-        head.Multiply(c, *m_impulse, 0, 1);
-        head.InverseAdd(nullptr, NextBlockOutput(uChannel));
+        m_head.Transform(c, BlockInput(uChannel));
+        m_head.ClearSum();
+        m_head.Multiply(c, *m_impulse, 0, 1);
+        m_head.InverseAdd(nullptr, NextBlockOutput(uChannel));
     }
     m_bPieces = false;
     m_nFilled = 0;
     m_uPosition = (m_uPosition + static_cast<std::size_t>(m_layout.Grid())) % Ring();
-    for (PartConvTail& tail : m_tails)
+    for (PartConvTail& tail : Tails())
         tail.Run(*m_impulse, m_inputPointers.data(), m_outputPointers.data(), m_uPosition, Ring());
 }
 

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "dsp/AudioProcessor.h"
 #include "dsp/PartConvImpulse.h"
 #include "dsp/PartConvLine.h"
 #include "dsp/PartConvTail.h"
+#include "dsp/PartConvTransforms.h"
 
 namespace DSP {
 
@@ -30,8 +33,9 @@ namespace DSP {
 /// Delay:     none.
 /// Threads:   as AudioProcessor. What SetImpulse prepares can be prepared on any other thread, as a
 ///            PartConvImpulse, and swapped in: see Swap.
-/// Real time: Process never allocates, whatever the block, once configured. Configure, SetImpulse, and a
-///            Swap to another layout do.
+/// Real time: Process never allocates, whatever the block, once configured. Memory stays: Configure with the
+///            same block length and no more channels than ever before allocates nothing, nor does a Swap to
+///            an impulse that fits, or to one that memory was reserved for. SetImpulse and the others do.
 class PartConv final : public AudioProcessor {
 public:
     PartConv();
@@ -55,6 +59,9 @@ public:
     std::shared_ptr<const PartConvImpulse> Swap(std::shared_ptr<const PartConvImpulse> impulse);
     bool Fits(const PartConvImpulse& impulse) const noexcept;
 
+    /// Takes memory for impulses of up to so many taps and for so many channels, at the present block length.
+    void Reserve(int nMaxLength, int nChannels);
+
     /// The impulse in force, never null; its taps are those of SetImpulse.
     const std::shared_ptr<const PartConvImpulse>& Impulse() const noexcept { return m_impulse; }
 
@@ -72,6 +79,7 @@ private:
     void ConvolveBlock() noexcept;
     void ConvolvePiece(int nFrames) noexcept;
     void FinishBlock() noexcept;
+    std::span<PartConvTail> Tails() noexcept { return {m_tails.data(), m_layout.levels.size() - 1}; }
     std::size_t Ring() const noexcept { return 4 * static_cast<std::size_t>(m_layout.LongestBlock()); }
     float* BlockInput(std::size_t uChannel) const noexcept;
     float* BlockOutput(std::size_t uChannel) const noexcept;
@@ -81,9 +89,10 @@ private:
     int m_nBlock = 4096;  // as configured; Grow leaves it
     std::shared_ptr<const PartConvImpulse> m_impulse;
     PartConvLayout m_layout;  // what the state below is built for
-    // State: Reset clears every member of this group.
-    std::vector<PartConvLine> m_head;  // one, or none before the first Configure
-    std::vector<PartConvTail> m_tails;
+    PartConvTransforms m_transforms;
+    // State: Reset clears every member of this group. Channels in use come first.
+    PartConvLine m_head;
+    std::array<PartConvTail, PartConvLayout::kMaxLevels - 1> m_tails;
     std::vector<AlignedVector<float>> m_inputs;   // by channel: a ring of two of the longest blocks
     std::vector<AlignedVector<float>> m_outputs;  // by channel: a ring of four; what is known of the future
     std::size_t m_uPosition = 0;                  // of the grid block in work, in the output ring

@@ -1,13 +1,18 @@
 #include "dsp/PartConvImpulse.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "dsp/vector/Repair.h"
 
 namespace DSP {
 
 PartConvImpulse::PartConvImpulse(const float* const* channels, int nLength, int nChannels, int nBlock) {
+    Workshop workshop;
+    Set(channels, nLength, nChannels, nBlock, workshop);
+}
+
+void PartConvImpulse::Set(const float* const* channels, int nLength, int nChannels, int nBlock,
+                          Workshop& workshop) {
     const bool bEmpty = nLength < 1 || nChannels < 1;
     m_nLength = bEmpty ? 1 : nLength;
     m_layout = PartConvLayout::For(nBlock, m_nLength);
@@ -16,8 +21,34 @@ PartConvImpulse::PartConvImpulse(const float* const* channels, int nLength, int 
         m_channels[c].taps.assign(static_cast<std::size_t>(m_nLength), 0.0f);
         if (!bEmpty) VectorRepair(channels[c], m_channels[c].taps.data(), m_nLength);
     }
-    Workshop workshop;
     Transform(workshop);
+}
+
+void PartConvImpulse::Reserve(int nMaxLength, int nChannels, int nBlock) {
+    const Bounds bounds = BoundsFor(nBlock, nMaxLength);
+    m_channels.resize(std::max(m_channels.size(), static_cast<std::size_t>(nChannels)));
+    for (Channel& channel : m_channels) {
+        channel.taps.reserve(static_cast<std::size_t>(nMaxLength));
+        channel.head.reserve(2 * bounds.uGrid);
+        for (std::size_t i = 0; i < channel.spectra.size(); ++i)
+            channel.spectra[i].reserve(bounds.spectra[i]);
+    }
+}
+
+PartConvImpulse::Bounds PartConvImpulse::BoundsFor(int nBlock, int nMaxLength) noexcept {
+    // Blocks are multiples of the shortest one, so that lengths up to the same multiple have the same layout.
+    constexpr int kStep = PartConvLayout::kMinBlock;
+    Bounds bounds;
+    for (int nLength = kStep; nLength - kStep < nMaxLength; nLength += kStep) {
+        const PartConvLayout layout = PartConvLayout::For(nBlock, nLength);
+        for (std::size_t i = 0; i < layout.levels.size(); ++i) {
+            const PartConvLevel& level = layout.levels[i];
+            bounds.spectra[i] = std::max(bounds.spectra[i], SpectrumStride(level.nBlock) *
+                                                                static_cast<std::size_t>(level.nPartitions));
+        }
+        bounds.uGrid = std::max(bounds.uGrid, static_cast<std::size_t>(layout.Grid()));
+    }
+    return bounds;
 }
 
 PartConvImpulse::PartConvImpulse(const PartConvImpulse& other, int nBlock)
@@ -35,15 +66,15 @@ void PartConvImpulse::Retap(const float* const* channels, Workshop& workshop) {
 }
 
 const RightAngleFft& PartConvImpulse::Workshop::Fft(int nBlock) {
-    const auto uBlock = static_cast<std::size_t>(nBlock);
-    auto fft = std::find_if(m_ffts.begin(), m_ffts.end(),
-                            [=](const RightAngleFft& one) { return one.Length() == uBlock; });
-    if (fft == m_ffts.end()) {
-        fft = m_ffts.emplace(fft, static_cast<int>(std::bit_width(static_cast<unsigned>(nBlock))) - 1);
-    }
-    m_work.resize(std::max(m_work.size(), fft->WorkLength()));
-    m_partition.resize(std::max(m_partition.size(), uBlock));
-    return *fft;
+    const RightAngleFft& fft = *m_transforms.Of(nBlock);
+    m_work.resize(std::max(m_work.size(), fft.WorkLength()));
+    m_partition.resize(std::max(m_partition.size(), fft.Length()));
+    return fft;
+}
+
+void PartConvImpulse::Workshop::Reserve() {
+    m_transforms.MakeAll();
+    Fft(PartConvLayout::kMaxBlock);
 }
 
 const PartConvImpulse::Channel& PartConvImpulse::At(int iChannel) const noexcept {
@@ -74,7 +105,6 @@ void PartConvImpulse::Transform(Workshop& workshop) {
         const auto uBlock = static_cast<std::size_t>(level.nBlock);
         const std::size_t uStride = SpectrumStride(level.nBlock);
         for (Channel& channel : m_channels) {
-            channel.spectra.resize(m_layout.levels.size());
             AlignedVector<float>& spectra = channel.spectra[i];
             spectra.resize(uStride * static_cast<std::size_t>(level.nPartitions));
             auto uFrom = static_cast<std::size_t>(level.nOffset);

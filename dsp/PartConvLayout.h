@@ -1,7 +1,8 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace DSP {
 
@@ -19,20 +20,38 @@ struct PartConvLevel {
 /// and begins two of its blocks into the impulse, where the level before it ends: one block passes until its
 /// input is complete, and another while its work is spread over the grid.
 struct PartConvLayout {
-    std::vector<PartConvLevel> levels;  ///< one to kMaxLevels
+    static constexpr int kMaxLevels = 3;
+
+    /// One to kMaxLevels, in place, so that a layout is made and copied without memory of its own.
+    class Levels {
+    public:
+        std::size_t size() const noexcept { return m_uSize; }
+        bool empty() const noexcept { return m_uSize == 0; }
+        const PartConvLevel* begin() const noexcept { return m_levels.data(); }
+        const PartConvLevel* end() const noexcept { return m_levels.data() + m_uSize; }
+        const PartConvLevel& operator[](std::size_t i) const noexcept { return m_levels[i]; }
+        const PartConvLevel& front() const noexcept { return m_levels.front(); }
+        const PartConvLevel& back() const noexcept { return m_levels[m_uSize - 1]; }
+        void push_back(const PartConvLevel& level) noexcept { m_levels[m_uSize++] = level; }
+        bool operator==(const Levels&) const = default;
+
+    private:
+        std::array<PartConvLevel, kMaxLevels> m_levels{};
+        std::size_t m_uSize = 0;
+    };
+    Levels levels;
 
     /// The shortest and the longest block of a level.
     static constexpr int kMinBlock = 64;
     static constexpr int kMaxBlock = 8192;
     static constexpr int kMaxGrid = 2048;
-    static constexpr int kMaxLevels = 3;
     /// A tail's block is at most this many times the grid: one of its transforms is done in one go, and must
     /// not outweigh the rest of a short block.
     static constexpr int kMaxReach = 32;
 
     /// The layout for blocks of nBlock frames and an impulse of nLength taps: the cheapest by the model
     /// below, and so the same on every machine. The grid is a power of two from kMinBlock up to the greater
-    /// of nBlock and kMinBlock. Values below 1 read as 1.
+    /// of nBlock and kMinBlock. Values below 1 read as 1. Allocates nothing.
     static PartConvLayout For(int nBlock, int nLength);
 
     /// The model: picoseconds for one channel of one block of a level, on a processor with vectors of eight.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
+#include <utility>
 
 namespace DSP {
 
@@ -13,21 +13,34 @@ constexpr int kPairs = 8;
 
 }  // namespace
 
-PartConvLine::PartConvLine(const PartConvLevel& level, int iLevel, int nChannels)
-    : m_level(level),
-      m_iLevel(iLevel),
-      m_fft(static_cast<int>(std::bit_width(static_cast<unsigned>(level.nBlock))) - 1),
-      m_uStride(PartConvImpulse::SpectrumStride(level.nBlock)),
-      m_sum(m_fft.SpectrumLength()),
-      m_work(m_fft.WorkLength()) {
-    const std::size_t uLength = m_uStride * static_cast<std::size_t>(level.nPartitions);
-    for (int c = 0; c < nChannels; ++c)
-        m_spectra.emplace_back(uLength);
+void PartConvLine::SetUp(const PartConvLevel& level, int iLevel, int nChannels,
+                         std::shared_ptr<const RightAngleFft> fft) {
+    m_level = level;
+    m_iLevel = iLevel;
+    m_uChannels = static_cast<std::size_t>(nChannels);
+    m_fft = std::move(fft);
+    m_uStride = PartConvImpulse::SpectrumStride(level.nBlock);
+    m_sum.resize(m_fft->SpectrumLength());
+    m_work.resize(m_fft->WorkLength());
+    // Memory of channels that are not in use stays.
+    if (m_spectra.size() < m_uChannels) m_spectra.resize(m_uChannels);
+    for (std::size_t c = 0; c < m_uChannels; ++c)
+        m_spectra[c].resize(m_uStride * static_cast<std::size_t>(level.nPartitions));
+    Reset();
+}
+
+void PartConvLine::Reserve(std::size_t uSpectra, const RightAngleFft& longest, int nChannels) {
+    m_sum.reserve(longest.SpectrumLength());
+    m_work.reserve(longest.WorkLength());
+    const auto uChannels = static_cast<std::size_t>(nChannels);
+    if (m_spectra.size() < uChannels) m_spectra.resize(uChannels);
+    for (AlignedVector<float>& spectra : m_spectra)
+        spectra.reserve(uSpectra);
 }
 
 void PartConvLine::Reset() noexcept {
-    for (AlignedVector<float>& spectra : m_spectra)
-        std::fill(spectra.begin(), spectra.end(), 0.0f);
+    for (std::size_t c = 0; c < m_uChannels; ++c)
+        std::fill(m_spectra[c].begin(), m_spectra[c].end(), 0.0f);
     m_iNewest = 0;
 }
 
@@ -40,7 +53,7 @@ void PartConvLine::Advance() noexcept {
 }
 
 void PartConvLine::Transform(int iChannel, const float* block) noexcept {
-    m_fft.Forward(block, Slot(iChannel, m_iNewest), m_work.data());
+    m_fft->Forward(block, Slot(iChannel, m_iNewest), m_work.data());
 }
 
 void PartConvLine::ClearSum() noexcept {
@@ -59,13 +72,13 @@ void PartConvLine::Multiply(int iChannel, const PartConvImpulse& impulse, int iF
                 Slot(iChannel, iSlot < m_level.nPartitions ? iSlot : iSlot - m_level.nPartitions);
             partitions[uPair] = impulse.Spectrum(iChannel, m_iLevel, iFrom + i);
         }
-        m_fft.MultiplyAdd(spectra.data(), partitions.data(), nPairs, m_sum.data());
+        m_fft->MultiplyAdd(spectra.data(), partitions.data(), nPairs, m_sum.data());
         iFrom += nPairs;
     }
 }
 
 void PartConvLine::InverseAdd(float* low, float* high) noexcept {
-    m_fft.InverseAdd(m_sum.data(), low, high, m_work.data());
+    m_fft->InverseAdd(m_sum.data(), low, high, m_work.data());
 }
 
 }  // namespace DSP

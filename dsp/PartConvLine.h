@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "dsp/PartConvImpulse.h"
@@ -15,10 +16,16 @@ namespace DSP {
 /// A block goes: Advance; then, channel by channel, Transform, ClearSum, Multiply, InverseAdd. Partitions are
 /// multiplied in ascending order, in as many calls as the caller likes: the bits are the same.
 ///
-/// Threads:   under the convolver's owner's lock. Nothing but construction allocates.
+/// Threads:   under the convolver's owner's lock. Nothing but SetUp and Reserve allocates.
 class PartConvLine {
 public:
-    PartConvLine(const PartConvLevel& level, int iLevel, int nChannels);
+    /// Becomes the line of a level, whose transform is given, and forgets all blocks. Allocates only beyond
+    /// what it has had, or what was reserved.
+    void SetUp(const PartConvLevel& level, int iLevel, int nChannels,
+               std::shared_ptr<const RightAngleFft> fft);
+
+    /// Takes memory for levels up to a longest block and so many floats of spectra a channel.
+    void Reserve(std::size_t uSpectra, const RightAngleFft& longest, int nChannels);
 
     /// Forgets all blocks.
     void Reset() noexcept;
@@ -43,13 +50,14 @@ public:
 private:
     float* Slot(int iChannel, int iSlot) noexcept;
 
-    // Set-up: written by construction only.
+    // Set-up: written by SetUp only.
     PartConvLevel m_level;
-    int m_iLevel;
-    RightAngleFft m_fft;
-    std::size_t m_uStride;  // floats from slot to slot
+    int m_iLevel = 0;
+    std::size_t m_uChannels = 0;
+    std::shared_ptr<const RightAngleFft> m_fft;
+    std::size_t m_uStride = 0;  // floats from slot to slot
     // State: Reset clears it.
-    std::vector<AlignedVector<float>> m_spectra;  // by channel, slot after slot
+    std::vector<AlignedVector<float>> m_spectra;  // by channel, slot after slot; those in use come first
     int m_iNewest = 0;                            // the slot of the newest block; older ones follow, and wrap
     // Scratch: means nothing between two blocks.
     AlignedVector<float> m_sum;

@@ -1,6 +1,7 @@
 #include "dsp/PartConvTail.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace DSP {
 
@@ -11,16 +12,18 @@ constexpr int kPassPartitions = 4;
 
 }  // namespace
 
-PartConvTail::PartConvTail(const PartConvLevel& level, int iLevel, int nChannels, int nGrid)
-    : m_nGrid(nGrid),
-      m_nChannels(nChannels),
-      m_nPasses((level.nPartitions + kPassPartitions - 1) / kPassPartitions),
-      m_nSteps(nChannels * (m_nPasses + 2)),
-      m_nTransformCost(PartConvLayout::TransformCost(level.nBlock) / 2),
-      m_nPassCost(PartConvLayout::ProductCost(level.nBlock) * kPassPartitions),
-      m_nTotalCost(nChannels * (2 * m_nTransformCost + m_nPasses * m_nPassCost)),
-      m_line(level, iLevel, nChannels),
-      m_iStep(m_nSteps) {}
+void PartConvTail::SetUp(const PartConvLevel& level, int iLevel, int nChannels, int nGrid,
+                         std::shared_ptr<const RightAngleFft> fft) {
+    m_nGrid = nGrid;
+    m_nChannels = nChannels;
+    m_nPasses = (level.nPartitions + kPassPartitions - 1) / kPassPartitions;
+    m_nSteps = nChannels * (m_nPasses + 2);
+    m_nTransformCost = PartConvLayout::TransformCost(level.nBlock) / 2;
+    m_nPassCost = PartConvLayout::ProductCost(level.nBlock) * kPassPartitions;
+    m_nTotalCost = nChannels * (2 * m_nTransformCost + m_nPasses * m_nPassCost);
+    m_line.SetUp(level, iLevel, nChannels, std::move(fft));
+    Reset();
+}
 
 void PartConvTail::Reset() noexcept {
     m_line.Reset();

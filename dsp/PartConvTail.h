@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "dsp/PartConvLine.h"
 
@@ -17,7 +18,12 @@ namespace DSP {
 /// Rings: a channel's input and output are rings, of 2 and 4 of the longest level's blocks.
 class PartConvTail {
 public:
-    PartConvTail(const PartConvLevel& level, int iLevel, int nChannels, int nGrid);
+    /// As PartConvLine's.
+    void SetUp(const PartConvLevel& level, int iLevel, int nChannels, int nGrid,
+               std::shared_ptr<const RightAngleFft> fft);
+    void Reserve(std::size_t uSpectra, const RightAngleFft& longest, int nChannels) {
+        m_line.Reserve(uSpectra, longest, nChannels);
+    }
 
     /// Forgets the input, and the work that is under way.
     void Reset() noexcept;
@@ -31,17 +37,17 @@ private:
     void Step(const PartConvImpulse& impulse, const float* const* inputs, float* const* outputs,
               std::size_t uRing) noexcept;
 
-    // Set-up: written by construction only.
-    int m_nGrid;
-    int m_nChannels;
-    int m_nPasses;  // of the multiplication, a channel
-    int m_nSteps;   // of a block: all transforms, then for each channel its passes and its inverse
-    std::int64_t m_nTransformCost;
-    std::int64_t m_nPassCost;
-    std::int64_t m_nTotalCost;
+    // Set-up: written by SetUp only.
+    int m_nGrid = 1;
+    int m_nChannels = 0;
+    int m_nPasses = 0;  // of the multiplication, a channel
+    int m_nSteps = 0;   // of a block: all transforms, then for each channel its passes and its inverse
+    std::int64_t m_nTransformCost = 0;
+    std::int64_t m_nPassCost = 0;
+    std::int64_t m_nTotalCost = 0;
     // State: Reset clears it.
     PartConvLine m_line;
-    int m_iStep;                // the next of the block under way
+    int m_iStep = 0;            // the next of the block under way
     std::int64_t m_nSpent = 0;  // cost of the steps done
     std::size_t m_uMoment = 0;  // when its input was complete, as a position in the output ring
 };

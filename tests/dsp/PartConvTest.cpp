@@ -149,3 +149,56 @@ TEST_CASE("PartConv starts as a wire, takes hostile arguments, and allocates not
     convolver.Reset();
     CHECK(counter.Count() == 0);
 }
+
+TEST_CASE(
+    "PartConv: where memory is reserved, other impulses and channels take none and are as in a new one") {
+    constexpr int kLongest = 60000;
+    Test::Random random(23);
+    for (const int nBlock : {64, 500, 8192}) {
+        DSP::PartConv convolver;
+        convolver.Configure(1, 1, nBlock);
+        Load(convolver, SparseImpulse(24, 100, 5));
+        DSP::PartConvImpulse impulses[2];
+        DSP::PartConvImpulse::Workshop workshop;
+        for (auto& impulse : impulses)
+            impulse.Reserve(kLongest, 1, nBlock);
+        workshop.Reserve();
+        convolver.Reserve(kLongest, 2);
+        const Stereo input{Test::Noise(25, 16384), Test::Noise(26, 16384)};
+        for (std::size_t i = 0; i < 12; ++i) {
+            const int nLength =
+                i == 0 ? kLongest : static_cast<int>(random.Between(1, i % 2 == 0 ? 400 : kLongest));
+            const int nChannels = static_cast<int>(random.Between(1, 2));
+            const Signal taps = SparseImpulse(27 + i, nLength, 20);
+            const float* const channel = taps.data();
+            DSP::PartConvImpulse& impulse = impulses[i % 2];
+            // Not owned: both outlive the convolver's use.
+            const std::shared_ptr<const DSP::PartConvImpulse> handle(std::shared_ptr<void>(), &impulse);
+            {
+                const Test::AllocationCounter counter;
+                impulse.Set(&channel, nLength, 1, nBlock, workshop);
+                convolver.Swap(handle);
+                convolver.Configure(nChannels, nChannels, nBlock);
+                convolver.Reset();
+                CHECK(counter.Count() == 0);
+            }
+            DSP::PartConv fresh;
+            fresh.Configure(nChannels, nChannels, nBlock);
+            Load(fresh, taps);
+            CAPTURE(nBlock);
+            CAPTURE(nLength);
+            CAPTURE(nChannels);
+            for (DSP::PartConv* const each : {&convolver, &fresh})
+                REQUIRE(each->InputChannels() == nChannels);
+            Stereo ours = input, theirs = input;
+            float* const ourChannels[] = {ours.left.data(), ours.right.data()};
+            float* const theirChannels[] = {theirs.left.data(), theirs.right.data()};
+            convolver.Process(ourChannels, 16384, nullptr);
+            fresh.Process(theirChannels, 16384, nullptr);
+            CHECK(Test::FirstDifference(ours.left, theirs.left) == -1);
+            CHECK(Test::FirstDifference(ours.right, theirs.right) == -1);
+        }
+        // It holds a handle of ours no longer than these live.
+        Load(convolver, SparseImpulse(24, 100, 5));
+    }
+}
