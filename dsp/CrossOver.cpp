@@ -23,7 +23,7 @@ CrossOver::CrossOver(PluginContext& plugin)
     : ComponentImpl(plugin, "CrossOver"),
       m_frequencies(ResponseFrequencies()),
       m_analog(m_uSampleRate),
-      m_digital(std::make_unique<Crossover>()) {
+      m_digital(std::make_unique<Digital>(kBufferSizes[kDefaultBufferSize])) {
     Float("Crossover Q", "", kMinQ, kMaxQ, m_fQ, &CrossOver::Q, &CrossOver::SetQ)
         .InPreset(PresetGroup::CrossOver)
         .Automatable();
@@ -121,7 +121,7 @@ void CrossOver::SetBandMuted(std::uint32_t iBand, bool bMute) {
     if (m_mute[iBand].Exchange(bMute) != bMute) MarkDirty();
 }
 
-/// One of the three parameters that restart the filters.
+/// One of the parameters that restart the filters.
 void CrossOver::SetAndRestart(Util::Relaxed<std::int32_t>& parameter, std::int32_t nValue) {
     if (nValue == parameter) return;
     MarkDirty();
@@ -141,7 +141,20 @@ void CrossOver::SetType(std::int32_t nType) {
 }
 
 void CrossOver::SetBufferSize(std::int32_t iSize) {
-    SetAndRestart(m_nBufferSize, std::clamp(iSize, 0, static_cast<std::int32_t>(kBufferSizes.size()) - 1));
+    iSize = std::clamp(iSize, 0, static_cast<std::int32_t>(kBufferSizes.size()) - 1);
+    if (iSize == m_nBufferSize) return;
+    MarkDirty();
+    auto digital = std::make_unique<Digital>(kBufferSizes[static_cast<std::size_t>(iSize)]);
+    {
+        const std::lock_guard lock(m_lock);
+        // Automation that comes next must find filters, spare filters and block buffer of one length, so the
+        // impulses are made in here. Their design is not, which would take ten times as long.
+        digital->TakeFilters(*m_digital);
+        m_digital.swap(digital);
+        m_nBufferSize = iSize;
+        if (m_bDigital) RestartBlocks();
+    }
+    Restart();
 }
 
 std::vector<float> CrossOver::GetCutoffs() const {
@@ -174,29 +187,47 @@ void CrossOver::SetCutoffs(const std::vector<float>& cutoffs) {
 
 // Design. -----------------------------------------------------------------------------------------------
 
+CrossOver::Digital::Digital(int nBlock)
+    : inForce(std::make_shared<DigitalFilters>()), spare(std::make_shared<DigitalFilters>()) {
+    inForce->Prepare(nBlock, work);
+    spare->Prepare(nBlock, work);
+    // Stereo takes the most memory; mono then has it.
+    crossover.Configure(2, 0, nBlock);
+    crossover.Install(inForce);
+}
+
+void CrossOver::Digital::TakeFilters(const Digital& other) {
+    spare->Adopt(*other.inForce, work);
+    Install(spare);
+}
+
+void CrossOver::Digital::Redesign(const DigitalFilters::Design& design) {
+    spare->Redesign(design, crossover.Block(), work);
+    Install(spare);
+}
+
+void CrossOver::Digital::Install(std::shared_ptr<DigitalFilters>& filters) {
+    crossover.Install(filters);
+    inForce.swap(filters);
+}
+
 struct CrossOver::Request {
     std::uint64_t uNumber = 0;
-    bool bDigital = false;
     bool bOrdered = false;  ///< the cutoffs; otherwise the filters in force stay
     bool bRestart = false;
     int nBlock = 0;
-    int nChannels = 2;
     DigitalFilters::Design design;
-    std::shared_ptr<const DigitalFilters> inForce;  ///< let go of under the lock: see MakeFilters
 };
 
+/// Under the lock.
 CrossOver::Request CrossOver::TakeRequest(bool bRestart) {
-    const std::lock_guard lock(m_lock);
     Request request;
     request.uNumber = ++m_uRequested;
     if (bRestart) m_uRestartRequested = request.uNumber;
     request.bRestart = m_uRestartRequested > m_uInstalled;
-    request.bDigital = m_nType == kDigital;
     // With one band there are no cutoffs to be out of order.
     request.bOrdered = m_nBands < 2 || CoefficientSet::Ascend(m_nBands, AllCutoffs());
-    request.nBlock = kBufferSizes[static_cast<std::size_t>(m_nBufferSize.Get())];
-    if (m_digital->InputChannels() > 0) request.nChannels = m_digital->InputChannels();
-    request.inForce = m_digital->Filters();
+    request.nBlock = m_digital->crossover.Block();
 
     DigitalFilters::Design& design = request.design;
     design.nBands = m_nBands;
@@ -235,76 +266,54 @@ void CrossOver::RestartAnalog() {
 }
 
 void CrossOver::RedesignDigital(bool bRestart) {
-    const DesignTurn::Attempt attempt(m_turn);
-    Bench* const bench = attempt.Succeeded() ? &m_bench : nullptr;
-    Request request = TakeRequest(bRestart);
-    std::shared_ptr<const DigitalFilters> filters;
-    std::unique_ptr<Crossover> restarted;
-    if (request.bDigital && (request.bOrdered || request.bRestart)) {
-        filters = MakeFilters(request, bench);
-        if (request.bRestart) restarted = MakeCrossover(request, bench);
-        if (restarted) restarted->Install(filters);
-    }
-    {
-        const std::lock_guard lock(m_lock);
-        request.inForce.reset();
-        if (filters && request.uNumber > m_uInstalled) Install(request, filters, restarted);
-    }
-    if (bench && restarted) {
-        // Without its filters, which the next design may be made in.
-        restarted->Install(m_noFilters);
-        bench->crossover = std::move(restarted);
+    for (;;) {
+        std::unique_lock lock(m_lock);
+        const Request request = TakeRequest(bRestart);
+        if (m_nType != kDigital || (!request.bOrdered && !request.bRestart)) return;
+        if (m_blockBuffer.IsInBlock()) {
+            // The audio thread, as nobody else has the lock during a block.
+            if (request.bOrdered) m_digital->Redesign(request.design);
+            return Enter(request);
+        }
+        lock.unlock();
+
+        std::shared_ptr<DigitalFilters> filters;
+        if (request.bOrdered) {
+            DigitalFilters::Work work;
+            filters = std::make_shared<DigitalFilters>();
+            filters->Prepare(request.nBlock, work);
+            filters->Redesign(request.design, request.nBlock, work);
+        }
+        // What was in force before goes after the lock, not under it.
+        const std::lock_guard install(m_lock);
+        if (request.uNumber <= m_uInstalled) return;
+        if (request.nBlock == m_digital->crossover.Block()) {
+            if (filters) m_digital->Install(filters);
+            return Enter(request);
+        }
     }
 }
 
-/// Filters for a request: designed on the bench in the place of those that nobody uses any more, if the bench
-/// is given and has some, and otherwise new ones.
-///
-/// Filters on the bench that only the bench knows are out of force, and no thread can get hold of them: those
-/// in force are only handed out under the lock, and let go of under it.
-std::shared_ptr<const DigitalFilters> CrossOver::MakeFilters(const Request& request, Bench* bench) const {
-    if (!request.bOrdered) return std::make_shared<const DigitalFilters>(*request.inForce, request.nBlock);
-    if (!bench) return std::make_shared<const DigitalFilters>(request.design, request.nBlock);
-    auto spare = std::find_if(bench->filters.begin(), bench->filters.end(),
-                              [](const auto& filters) { return !filters || filters.use_count() == 1; });
-    if (spare == bench->filters.end()) spare = bench->filters.begin();
-    if (!*spare || spare->use_count() != 1)
-        *spare = std::make_shared<DigitalFilters>(request.design, request.nBlock);
-    (*spare)->Redesign(request.design, request.nBlock, bench->work);
-    return *spare;
-}
-
-/// A crossover in its first state, for the request's channels and block.
-std::unique_ptr<Crossover> CrossOver::MakeCrossover(const Request& request, Bench* bench) const {
-    std::unique_ptr<Crossover> crossover;
-    if (bench) crossover = std::move(bench->crossover);
-    if (!crossover) crossover = std::make_unique<Crossover>();
-    crossover->Configure(request.nChannels, 0, request.nBlock);
-    return crossover;
-}
-
-/// Puts filters, or a whole crossover in its first state, into force, and leaves the old ones in the
-/// arguments, so that they are freed when the lock is not held.
-void CrossOver::Install(const Request& request, std::shared_ptr<const DigitalFilters>& filters,
-                        std::unique_ptr<Crossover>& restarted) {
+/// Plays what a request asks for, whose filters are in force. Under the lock.
+void CrossOver::Enter(const Request& request) {
     m_uInstalled = request.uNumber;
     m_bDigital = true;
-    if (restarted) {
-        std::swap(m_digital, restarted);
-        m_blockBuffer.SetBlockSize(request.nBlock, 2, 2 * kBands);
-        ResetFilters();
-        m_blockBuffer.Clear();
-    } else {
-        filters = m_digital->Install(std::move(filters));
-    }
+    if (request.bRestart) RestartBlocks();
     UpdateInForce(request.design.nBands);
+}
+
+/// Begins with silence, in blocks of the digital type's length. Under the lock.
+void CrossOver::RestartBlocks() {
+    m_blockBuffer.SetBlockSize(m_digital->crossover.Block(), 2, 2 * kBands);
+    ResetFilters();
+    m_blockBuffer.Clear();
 }
 
 /// Copies what readers without the lock ask for.
 void CrossOver::UpdateInForce(std::int32_t nBands) {
     m_uBandsInForce = static_cast<std::uint32_t>(nBands);
     const bool bDelays = m_bDigital && nBands > 1;
-    m_uLatency = bDelays ? static_cast<std::uint32_t>(m_digital->Latency()) : 0;
+    m_uLatency = bDelays ? static_cast<std::uint32_t>(m_digital->crossover.Latency()) : 0;
 }
 
 void CrossOver::SetSampleRate(std::uint32_t uSampleRate) {
@@ -327,7 +336,7 @@ void CrossOver::ClearState() {
 
 void CrossOver::ResetFilters() {
     m_analog.Reset();
-    m_digital->Reset();
+    m_digital->crossover.Reset();
 }
 
 std::uint32_t CrossOver::ProcessBlock(std::uint32_t uFrames, float* left, float* right) {
@@ -353,13 +362,12 @@ std::uint32_t CrossOver::ProcessBlock(std::uint32_t uFrames, float* left, float*
 
 void CrossOver::ProcessDigital(int nFrames, float* const* inputs, int nChannels,
                                const Crossover::BandPointers* bands) {
-    if (m_digital->InputChannels() != nChannels) {
-        m_digital->Configure(nChannels, 0, m_digital->Block());
-    }
-    m_digital->ProcessBands(inputs, nFrames, bands);
+    Crossover& crossover = m_digital->crossover;
+    if (crossover.InputChannels() != nChannels) crossover.Configure(nChannels, 0, crossover.Block());
+    crossover.ProcessBands(inputs, nFrames, bands);
     // A design that was abandoned leaves filters for fewer bands in force.
     for (int i = 0; i < nChannels; ++i) {
-        for (auto iBand = static_cast<std::size_t>(m_digital->Bands()); iBand < kBands; ++iBand)
+        for (auto iBand = static_cast<std::size_t>(crossover.Bands()); iBand < kBands; ++iBand)
             VectorZero(bands[i][iBand], nFrames);
     }
 }

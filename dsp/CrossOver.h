@@ -9,7 +9,6 @@
 #include "PluginBase/ComponentImpl.h"
 #include "dsp/AnalogCrossover.h"
 #include "dsp/BufferSizes.h"
-#include "dsp/DesignTurn.h"
 #include "dsp/DigitalCrossover.h"
 #include "dsp/DisplayResponse.h"
 
@@ -26,16 +25,16 @@ namespace DSP {
 ///            effect on the analogue ones. Cutoffs between the bands in use that do not ascend are kept, and
 ///            the filters stay as they were until the order is right again.
 /// Design:    the analogue filters are designed in a microsecond, under the component's lock. A digital
-/// design
-///            takes a hundred or two, outside it: a setter notes the wanted values under the lock, designs,
-///            and installs the result under the lock unless that of a later request is there already. So
-///            setters may meet on any two threads, and none waits for another's design.
+///            design takes a hundred or two, outside it: a setter notes the wanted values under the lock,
+///            designs, and installs the result under the lock unless that of a later request is there
+///            already. So setters may meet on any two threads, and none waits for another's design.
+///            Automation, which runs on the audio thread and has the lock anyway, designs in the filters that
+///            are not in force; a change of the buffer size exchanges all that the digital type has, with
+///            filters of the same taps, in one step.
 /// Restarts:  type, number of bands and buffer size drop the audio history.
-/// Real time: blocks and analogue setters allocate nothing, nor does automation once it has been where it
-///            goes: filters and crossovers that are not in force wait on a bench for the next design. The
-///            exceptions, all with type Digital: a first type, number of bands or buffer size; a setter on
-///            the audio thread that meets another thread at the bench; and the first block after a change
-///            between mono and stereo.
+/// Real time: blocks, automation and analogue setters allocate nothing: the digital type has its memory from
+///            the beginning, for any number of bands and for mono and stereo. An automated cutoff costs it a
+///            design a stride on the audio thread.
 /// NaN:       Analog loses the block in which a NaN or an infinity stands, Digital that sample; see
 ///            AnalogCrossover and Crossover.
 class CrossOver final : public ComponentImpl<CrossOver>, public BandSplitter {
@@ -82,11 +81,20 @@ private:
     /// What the digital filters are designed from, taken under the lock.
     struct Request;
 
-    /// What is not in force, for the next design to use. It belongs to the thread that has the turn.
-    struct Bench {
+    /// What the digital type works with, made for one block length.
+    struct Digital {
+        explicit Digital(int nBlock);
+        /// Goes on with the filters that another one has in force.
+        void TakeFilters(const Digital& other);
+        /// Designs in the spare filters and puts them into force.
+        void Redesign(const DigitalFilters::Design& design);
+        /// Puts filters into force, and leaves those before in the argument.
+        void Install(std::shared_ptr<DigitalFilters>& filters);
+
+        Crossover crossover;
         DigitalFilters::Work work;
-        std::array<std::shared_ptr<DigitalFilters>, 2> filters;  ///< one may be in force
-        std::unique_ptr<Crossover> crossover;
+        std::shared_ptr<DigitalFilters> inForce;  ///< the crossover's
+        std::shared_ptr<DigitalFilters> spare;    ///< nobody else's
     };
 
     float Q() const { return m_fQ; }
@@ -108,10 +116,8 @@ private:
     void RestartAnalog();
     void RedesignDigital(bool bRestart);
     Request TakeRequest(bool bRestart);
-    std::shared_ptr<const DigitalFilters> MakeFilters(const Request& request, Bench* bench) const;
-    std::unique_ptr<Crossover> MakeCrossover(const Request& request, Bench* bench) const;
-    void Install(const Request& request, std::shared_ptr<const DigitalFilters>& filters,
-                 std::unique_ptr<Crossover>& restarted);
+    void Enter(const Request& request);
+    void RestartBlocks();
     void ResetFilters();
     void UpdateInForce(std::int32_t nBands);
     void ProcessDigital(int nFrames, float* const* inputs, int nChannels,
@@ -130,17 +136,12 @@ private:
     Util::Relaxed<std::int32_t> m_nType = std::int32_t{kAnalog};
     Util::Relaxed<std::int32_t> m_nBufferSize = kDefaultBufferSize;
 
-    DesignTurn m_turn;
-    Bench m_bench;
-    const std::shared_ptr<const DigitalFilters> m_noFilters =
-        std::make_shared<const DigitalFilters>(DigitalFilters::Design{}, 1);
-
     // What plays, under the lock. Digital requests are numbered; one that is older than what is installed is
     // dropped.
     std::uint32_t m_uSampleRate = 44100;
     bool m_bDigital = false;
     AnalogCrossover m_analog;
-    std::unique_ptr<Crossover> m_digital;
+    std::unique_ptr<Digital> m_digital;
     std::uint64_t m_uRequested = 0;
     std::uint64_t m_uRestartRequested = 0;
     std::uint64_t m_uInstalled = 0;

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <mutex>
 #include <numbers>
+#include <vector>
 
 #include "dsp/CrossOver.h"
 #include "dsp/vector/Decibel.h"
@@ -18,21 +20,28 @@ double AnalogMagnitude(const CoefficientSet::Band& band, double fOmega) {
 
 void CrossOver::ComputeBandResponse(std::uint32_t iBand, ResponseCurve& decibels) {
     CoefficientSet::Band band;
-    std::shared_ptr<const DigitalFilters> filters;
+    // Copied, since filters get another design once they are no longer in force; room for them is taken
+    // before the lock, which the audio waits for.
+    std::vector<float> taps(DigitalFilters::kLength);
+    bool bDigital;
+    bool bHasTaps = false;
     double fSampleRate;
     {
         const std::lock_guard lock(m_lock);
         fSampleRate = m_uSampleRate;
         band = m_analog.Current().GetBand(iBand);
-        if (m_bDigital) filters = m_digital->Filters();
+        bDigital = m_bDigital;
+        const DigitalFilters& filters = *m_digital->inForce;
+        bHasTaps = bDigital && filters.Bands() > 1 && iBand < static_cast<std::uint32_t>(filters.Bands());
+        if (bHasTaps) std::copy_n(filters.Taps(iBand).begin(), taps.size(), taps.begin());
     }
     const bool bLowest = iBand == 0;
     if (BandCount() == 1) {
         decibels.fill(0.0f);
-    } else if (filters && iBand < static_cast<std::uint32_t>(filters->Bands()) && filters->Bands() > 1) {
-        FirResponse(filters->Taps(iBand).data(), DigitalFilters::kLength, DigitalFilters::kLength,
-                    fSampleRate, m_frequencies, decibels);
-    } else if (filters || !band.filterA) {
+    } else if (bHasTaps) {
+        FirResponse(taps.data(), DigitalFilters::kLength, DigitalFilters::kLength, fSampleRate, m_frequencies,
+                    decibels);
+    } else if (bDigital || !band.filterA) {
         decibels.fill(bLowest ? 0.0f : static_cast<float>(kSilenceDb));
     } else {
         for (std::size_t i = 0; i < kResponsePoints; ++i) {
@@ -40,9 +49,6 @@ void CrossOver::ComputeBandResponse(std::uint32_t iBand, ResponseCurve& decibels
             decibels[i] = static_cast<float>(LinearToDb(AnalogMagnitude(band, fOmega)));
         }
     }
-    // A design may be made in their place as soon as nobody knows them: see MakeFilters.
-    const std::lock_guard lock(m_lock);
-    filters.reset();
 }
 
 }  // namespace DSP

@@ -14,7 +14,13 @@ Crossover::~Crossover() = default;
 
 void Crossover::Configure(int nInputs, int /*nOutputs*/, int nMaxFrames) {
     AudioProcessor::Configure(nInputs, nInputs * Bands(), nMaxFrames);
-    m_nBlock = std::max(nMaxFrames, 1);
+    const int nBlock = std::max(nMaxFrames, 1);
+    if (nBlock != m_nBlock || !m_silence) {
+        const std::vector<float> zeros(DigitalFilters::kLength);
+        const float* const channel = zeros.data();
+        m_silence = std::make_shared<const PartConvImpulse>(&channel, DigitalFilters::kLength, 1, nBlock);
+    }
+    m_nBlock = nBlock;
     SetUp();
 }
 
@@ -23,12 +29,11 @@ void Crossover::SetUp() {
     m_nOutputs = m_nInputs * Bands();
     m_outputs.resize(static_cast<std::size_t>(m_nInputs));
     m_table.resize(static_cast<std::size_t>(m_nInputs));
-    std::size_t iBand = 0;
-    for (PartConv& convolver : Convolvers()) {
-        convolver.Configure(m_nInputs, m_nInputs, m_nBlock);
-        convolver.Swap(m_filters->Impulse(iBand++));
+    for (std::size_t iBand = 0; iBand < m_convolvers.size(); ++iBand) {
+        m_convolvers[iBand].Configure(m_nInputs, m_nInputs, m_nBlock);
+        m_convolvers[iBand].Swap(iBand < Convolvers().size() ? m_filters->Impulse(iBand) : m_silence);
     }
-    if (Bands() > 1) m_delay.SetUp(m_nInputs, m_nInputs, m_nMaxFrames, Latency());
+    m_delay.SetUp(m_nInputs, m_nInputs, m_nMaxFrames, DigitalFilters::kLatency);
     Reset();
 }
 

@@ -22,8 +22,9 @@ namespace DSP {
 /// Delay:     Latency(), the same for all bands; none with one band, which is the input.
 /// Blocks:    any length; meant for, and fastest with, blocks of Block(). Growing keeps the history.
 /// Threads:   as AudioProcessor. Filters are built on any thread and installed here.
-/// Real time: Process allocates only to grow; Configure and Install only for channels, a block or bands that
-///            differ from all before.
+/// Real time: Process allocates only to grow. Configure allocates for another block length than the last, and
+///            for more channels than ever before; there is then memory for any number of bands, and Install
+///            takes none for filters of that block length.
 /// NaN:       a NaN or an infinity reads as silence in the filters and leaves the top band with the
 ///            delay line.
 class Crossover final : public AudioProcessor {
@@ -36,7 +37,7 @@ public:
     ~Crossover() override;
 
     /// Sets the channels and the block, which is the longest as well until a longer one comes, and resets.
-    /// Outputs are as many as channels times bands, whatever is given. Allocates.
+    /// Outputs are as many as channels times bands, whatever is given. See Real time.
     void Configure(int nInputs, int nOutputs, int nMaxFrames) override;
 
     /// The block length that filters are to be made for.
@@ -79,6 +80,7 @@ private:
     int m_nBlock = 1;
     std::array<PartConv, kMaxBands - 1> m_convolvers;  ///< one a band below the top
     DataTail m_delay;
+    std::shared_ptr<const PartConvImpulse> m_silence;  ///< what convolvers have that no band uses
 
     // Scratch: means nothing between two calls.
     std::vector<float*> m_outputs;

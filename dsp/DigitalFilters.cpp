@@ -9,6 +9,7 @@ namespace DSP {
 
 namespace {
 
+constexpr std::size_t kBins = DigitalFilters::kLength / 2 + 1;
 constexpr double kLogOfZero = -10.0;  // stands for the logarithm of frequency 0; the first bin lies above 0
 
 /// Where a band's skirts begin and end, in logarithms of Hz.
@@ -85,10 +86,17 @@ DigitalFilters::DigitalFilters(const Design& design, int nBlock) {
     Redesign(design, nBlock, work);
 }
 
+void DigitalFilters::Prepare(int nBlock, Work& work) {
+    for (std::vector<float>& taps : m_taps)
+        taps.resize(kLength);
+    work.magnitudes.resize(kBins);
+    work.transform.resize(work.fir.WorkLength());
+    BuildImpulses(nBlock, m_impulses.size(), work.workshop);
+}
+
 void DigitalFilters::Redesign(const Design& design, int nBlock, Work& work) {
     m_nBands = std::clamp(design.nBands, 1, static_cast<int>(kMaxBands));
     if (m_nBands < 2) return;
-    constexpr std::size_t kBins = kLength / 2 + 1;
     std::array<double, kBins> logs;
     logs[0] = kLogOfZero;
     for (std::size_t k = 1; k < kBins; ++k) {
@@ -108,25 +116,28 @@ void DigitalFilters::Redesign(const Design& design, int nBlock, Work& work) {
         taps.resize(kLength);
         work.fir.Design(work.magnitudes.data(), taps.data(), work.transform.data());
     }
-    BuildImpulses(nBlock, work.workshop);
+    BuildImpulses(nBlock, static_cast<std::size_t>(m_nBands) - 1, work.workshop);
 }
 
-DigitalFilters::DigitalFilters(const DigitalFilters& other, int nBlock)
-    : m_nBands(other.m_nBands), m_taps(other.m_taps) {
-    PartConvImpulse::Workshop workshop;
-    BuildImpulses(nBlock, workshop);
+void DigitalFilters::Adopt(const DigitalFilters& other, Work& work) {
+    m_nBands = other.m_nBands;
+    for (std::size_t iBand = 0; m_nBands > 1 && iBand < static_cast<std::size_t>(m_nBands); ++iBand)
+        m_taps[iBand] = other.m_taps[iBand];
+    BuildImpulses(m_nBlock, static_cast<std::size_t>(m_nBands) - 1, work.workshop);
 }
 
-void DigitalFilters::BuildImpulses(int nBlock, PartConvImpulse::Workshop& workshop) {
+/// The impulses of so many bands from the lowest.
+void DigitalFilters::BuildImpulses(int nBlock, std::size_t uCount, PartConvImpulse::Workshop& workshop) {
     if (nBlock != m_nBlock) m_impulses = {};
     m_nBlock = nBlock;
-    for (std::size_t iBand = 0; iBand + 1 < static_cast<std::size_t>(m_nBands); ++iBand) {
+    for (std::size_t iBand = 0; iBand < uCount; ++iBand) {
         const float* const taps = m_taps[iBand].data();
         std::shared_ptr<PartConvImpulse>& impulse = m_impulses[iBand];
         if (impulse) {
             impulse->Retap(&taps, workshop);
         } else {
-            impulse = std::make_shared<PartConvImpulse>(&taps, kLength, 1, nBlock);
+            impulse = std::make_shared<PartConvImpulse>();
+            impulse->Set(&taps, kLength, 1, nBlock, workshop);
         }
     }
 }

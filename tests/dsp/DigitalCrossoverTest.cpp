@@ -163,7 +163,11 @@ TEST_CASE("Crossover: longer blocks grow it, and new filters take over, without 
     Render(changing, first, {}, {128, 128, 1000, 128, 664});
     CHECK(changing.MaxFrames() == 1000);
     // The same filters again.
-    changing.Install(std::make_shared<const DigitalFilters>(*changing.Filters(), changing.Block()));
+    DigitalFilters::Work work;
+    const auto same = std::make_shared<DigitalFilters>();
+    same->Prepare(changing.Block(), work);
+    same->Adopt(*changing.Filters(), work);
+    changing.Install(same);
     changing.Design(Design());
     const Bands rest = Render(changing, second, {}, {128, 1600, 320});
     for (std::size_t i = 0; i < kBands; ++i) {

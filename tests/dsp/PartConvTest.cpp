@@ -52,10 +52,14 @@ bool Agrees(const Signal& output, const std::vector<double>& model) {
     return fWorst < 1e-5 * fRms && std::sqrt(fErrors / fSquares) < 1e-6;
 }
 
-void SetUp(DSP::PartConv& convolver, int nBlock, const Signal& impulse) {
-    convolver.Configure(2, 2, nBlock);
+void Load(DSP::PartConv& convolver, const Signal& impulse) {
     const float* channel = impulse.data();
     convolver.SetImpulse(&channel, static_cast<int>(impulse.size()), 1);
+}
+
+void SetUp(DSP::PartConv& convolver, int nBlock, const Signal& impulse) {
+    convolver.Configure(2, 2, nBlock);
+    Load(convolver, impulse);
 }
 
 }  // namespace
