@@ -1,11 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <thread>
 
 namespace DSP {
 
-/// One of several threads may design with what is shared for that; the others do not wait for it, since one
-/// of them may be the audio thread.
+/// One of several threads may design with what is shared for that. The others need not wait for it, since one
+/// of them may be the audio thread; those that are certainly not may.
 ///
 /// Threads: any. Taking and giving back order what the holders do, one after another.
 class DesignTurn {
@@ -27,6 +28,22 @@ public:
     private:
         DesignTurn& m_turn;
         const bool m_bSucceeded;
+    };
+
+    /// Holds the turn until destruction, and waits for it. Never on the audio thread, nor with a lock held
+    /// that a holder asks for.
+    class Hold {
+    public:
+        explicit Hold(DesignTurn& turn) noexcept : m_turn(turn) {
+            while (m_turn.m_bTaken.exchange(true))
+                std::this_thread::yield();
+        }
+        ~Hold() { m_turn.m_bTaken = false; }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        DesignTurn& m_turn;
     };
 
 private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "dsp/vector/Decibel.h"
 #include "dsp/vector/Elementary.h"
@@ -18,13 +19,7 @@ constexpr double kSmoothingBinHz = 43.066406;  // 1024 points at 44100 Hz
 // Reads a spectrum band by band, from low to high.
 class LevelTable {
 public:
-    explicit LevelTable(const MatchSpectrum& spectrum)
-        : m_frequencies(spectrum.frequencies),
-          m_levels(std::min(spectrum.frequencies.size(), spectrum.levels.size())) {
-        std::transform(spectrum.levels.begin(),
-                       spectrum.levels.begin() + static_cast<std::ptrdiff_t>(m_levels.size()),
-                       m_levels.begin(), [](float fDb) { return DbToLinear(double{fDb}); });
-    }
+    explicit LevelTable(const MatchTable& table) : m_frequencies(table.frequencies), m_levels(table.levels) {}
 
     // The level of the band between two edges. Bands come in ascending order and do not overlap.
     double BandLevel(double fLow, double fHigh) {
@@ -59,7 +54,7 @@ private:
     }
 
     const std::vector<float>& m_frequencies;
-    std::vector<double> m_levels;  // linear
+    const std::vector<double>& m_levels;
     std::size_t m_uPassed = 0;
 };
 
@@ -76,7 +71,7 @@ double CorrectionDb(double fSource, double fTarget) {
     return std::clamp(LinearToDb(fRatio), -kLimitDb, kLimitDb);
 }
 
-void Smooth(std::vector<double>& curve, float fSmoothing, double fBinHz) {
+void Smooth(std::vector<double>& curve, float fSmoothing, double fBinHz, std::vector<double>& poles) {
     const double fAmount = double{fSmoothing} * kMaxSmoothing;
     if (fAmount == 0.0) return;
     const double fRise = 1.0 - std::sqrt(fAmount);
@@ -86,7 +81,6 @@ void Smooth(std::vector<double>& curve, float fSmoothing, double fBinHz) {
         return Pow(fPole, fBinHz / kSmoothingBinHz);
     };
     const std::size_t uLast = curve.size() - 1;
-    std::vector<double> poles(curve.size());
     for (std::size_t k = 1; k <= uLast; ++k)
         poles[k] = coefficient(k);
     for (std::size_t k = 1; k <= uLast; ++k)
@@ -97,39 +91,41 @@ void Smooth(std::vector<double>& curve, float fSmoothing, double fBinHz) {
 
 }  // namespace
 
-std::vector<float> ComputeMatchingCurve(const MatchSpectrum& source, const MatchSpectrum& target,
-                                        float fSmoothing, int nLength, std::uint32_t uSampleRate) {
+MatchTable::MatchTable(MatchSpectrum spectrum)
+    : frequencies(std::move(spectrum.frequencies)),
+      levels(std::min(frequencies.size(), spectrum.levels.size())) {
+    std::transform(spectrum.levels.begin(),
+                   spectrum.levels.begin() + static_cast<std::ptrdiff_t>(levels.size()), levels.begin(),
+                   [](float fDb) { return DbToLinear(double{fDb}); });
+}
+
+void ComputeMatchingCurve(const MatchTable& source, const MatchTable& target, float fSmoothing, int nLength,
+                          std::uint32_t uSampleRate, MatchingWork& work, std::vector<float>& curve) {
     const std::size_t uBins = static_cast<std::size_t>(nLength) / 2 + 1;
-    const auto isEmpty = [](const MatchSpectrum& spectrum) {
-        return spectrum.frequencies.empty() || spectrum.levels.empty();
-    };
-    if (isEmpty(source) || isEmpty(target)) return std::vector<float>(uBins);
+    for (auto* const room : {&work.source, &work.target, &work.curve, &work.poles})
+        room->resize(uBins);
+    curve.assign(uBins, 0.0f);
+    if (source.levels.empty() || target.levels.empty()) return;
 
     const double fBinHz = double(uSampleRate) / double(nLength);
     LevelTable sourceTable(source);
     LevelTable targetTable(target);
-    std::vector<double> a(uBins);
-    std::vector<double> b(uBins);
     for (std::size_t k = 0; k < uBins; ++k) {
         const double fLow = (static_cast<double>(k) - 0.5) * fBinHz;
         const double fHigh = (static_cast<double>(k) + 0.5) * fBinHz;
-        a[k] = sourceTable.BandLevel(fLow, fHigh);
-        b[k] = targetTable.BandLevel(fLow, fHigh);
+        work.source[k] = sourceTable.BandLevel(fLow, fHigh);
+        work.target[k] = targetTable.BandLevel(fLow, fHigh);
     }
 
-    const double fSourceEnergy = Energy(a);
-    const double fTargetEnergy = Energy(b);
-    if (!std::isfinite(fSourceEnergy) || !std::isfinite(fTargetEnergy)) return std::vector<float>(uBins);
+    const double fSourceEnergy = Energy(work.source);
+    const double fTargetEnergy = Energy(work.target);
+    if (!std::isfinite(fSourceEnergy) || !std::isfinite(fTargetEnergy)) return;
     const double fScale = fSourceEnergy > 0.0 ? fTargetEnergy / fSourceEnergy : kSilentRatio;
-    std::vector<double> curve(uBins);
     for (std::size_t k = 0; k < uBins; ++k)
-        curve[k] = CorrectionDb(a[k] * fScale, b[k]);
-    Smooth(curve, fSmoothing, fBinHz);
-
-    std::vector<float> result(uBins);
-    std::transform(curve.begin(), curve.end(), result.begin(),
+        work.curve[k] = CorrectionDb(work.source[k] * fScale, work.target[k]);
+    Smooth(work.curve, fSmoothing, fBinHz, work.poles);
+    std::transform(work.curve.begin(), work.curve.end(), curve.begin(),
                    [](double fDb) { return static_cast<float>(fDb); });
-    return result;
 }
 
 }  // namespace DSP::Equalizer

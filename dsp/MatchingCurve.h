@@ -11,6 +11,23 @@ struct MatchSpectrum {
     std::vector<float> levels;       ///< dB
 };
 
+/// A measured spectrum, made ready for curves.
+struct MatchTable {
+    MatchTable() = default;
+    explicit MatchTable(MatchSpectrum spectrum);
+
+    std::vector<float> frequencies;  ///< Hz
+    std::vector<double> levels;      ///< linear
+};
+
+/// What a curve needs room for, kept from one to the next.
+struct MatchingWork {
+    std::vector<double> source;
+    std::vector<double> target;
+    std::vector<double> curve;
+    std::vector<double> poles;
+};
+
 /// The correction that gives the source the spectral shape of the target, in dB for each of the bins 0 to
 /// nLength / 2, bin k standing for k * rate / nLength Hz.
 ///
@@ -23,8 +40,9 @@ struct MatchSpectrum {
 ///             has its level everywhere.
 /// Smoothing:  0 (raw) to 1: a one-pole filter along the bins, there and back, stronger towards high
 ///             frequencies and the same to the ear at every length and rate.
-/// Threads:    any. Allocates. Arithmetic in double, rounded once at the end.
-std::vector<float> ComputeMatchingCurve(const MatchSpectrum& source, const MatchSpectrum& target,
-                                        float fSmoothing, int nLength, std::uint32_t uSampleRate);
+/// Threads:    any. Allocates only for a length greater than any that the work and the result have had.
+/// Arithmetic: double, rounded once at the end.
+void ComputeMatchingCurve(const MatchTable& source, const MatchTable& target, float fSmoothing, int nLength,
+                          std::uint32_t uSampleRate, MatchingWork& work, std::vector<float>& curve);
 
 }  // namespace DSP::Equalizer

@@ -115,10 +115,10 @@ Parametric::Parametric(PluginContext& plugin) : ComponentImpl(plugin, "Equalizer
             .InPreset(PresetGroup::Equalizer);
     }
 
-    m_curve =
-        std::make_shared<const std::vector<float>>(static_cast<std::size_t>(CurveFir::kLengths[0]) / 2 + 1);
+    for (auto* const curve : {&m_curve, &m_bench.curve})
+        curve->reserve(static_cast<std::size_t>(CurveFir::kLengths.back()) / 2 + 1);
     DesignAllNodes();
-    Request(kFilter);
+    Request(kCurve | kFilter);
     m_blockBuffer.Reserve(kBufferSizes.back());
     FinishTables();
 }
@@ -157,11 +157,14 @@ void Parametric::SetTypeIndex(std::int32_t nType) {
 }
 
 void Parametric::SetFftSizeIndex(std::int32_t nIndex) {
-    if (SetIndex(m_nFftSize, nIndex, kLastFftSize)) Request(kCurve | kFilter | kRestart);
+    ChangeAsDesigner(
+        [=, this] { return SetIndex(m_nFftSize, nIndex, kLastFftSize) ? kCurve | kFilter | kRestart : 0u; });
 }
 
 void Parametric::SetBufferSizeIndex(std::int32_t nIndex) {
-    if (SetIndex(m_nBufferSize, nIndex, kLastBufferSize)) Request(kFilter | kRestart | kFlush);
+    ChangeAsDesigner([=, this] {
+        return SetIndex(m_nBufferSize, nIndex, kLastBufferSize) ? kFilter | kRestart | kFlush : 0u;
+    });
 }
 
 // Nodes. ----------------------------------------------------------------------------------------------------
@@ -232,13 +235,11 @@ void Parametric::SetAuditionFilter(std::optional<float> frequency, std::optional
 }
 
 void Parametric::SetSpectra(MatchSpectrum source, MatchSpectrum target) {
-    std::shared_ptr<const Spectra> spectra =
-        std::make_shared<const Spectra>(Spectra{std::move(source), std::move(target)});
-    {
-        const std::lock_guard lock(m_lock);
-        m_spectra.swap(spectra);
-    }
-    Request(kCurve | kFilter);
+    Spectra spectra{MatchTable(std::move(source)), MatchTable(std::move(target))};
+    ChangeAsDesigner([&] {
+        m_spectra = std::move(spectra);
+        return kCurve | kFilter;
+    });
 }
 
 void Parametric::SetMatchingAmount(float fPercent) {
@@ -256,13 +257,14 @@ void Parametric::SetSmoothing(float fSmoothing) {
 
 void Parametric::SetSampleRate(std::uint32_t uSampleRate) {
     uSampleRate = std::max(uSampleRate, 1u);
-    if (m_uSampleRate.Exchange(uSampleRate) == uSampleRate) return ClearState();
-    {
+    if (uSampleRate == m_uSampleRate) return ClearState();
+    ChangeAsDesigner([=, this] {
         const std::lock_guard lock(m_lock);
+        m_uSampleRate = uSampleRate;
         if (!m_bFir) DesignAllNodes();
         if (m_audition.IsOn()) m_audition.Set(uSampleRate, std::nullopt, std::nullopt, std::nullopt);
-    }
-    Request(kCurve | kFilter | kRestart);
+        return kCurve | kFilter | kRestart;
+    });
 }
 
 void Parametric::ClearState() {

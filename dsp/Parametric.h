@@ -35,14 +35,16 @@ namespace DSP::Equalizer {
 ///            a type and a sample rate clear them.
 /// Threads:   setters anywhere, on the audio thread under the component's lock. A block runs under that lock;
 ///            taps of the Analog type are written under it. FIR filters are designed outside of it and
-///            swapped in. At most one thread designs at a time, and nobody waits for it: a thread that finds
-///            another one designing leaves its wish there, and the other fulfils it before it goes on. A
-///            setter may thus return before its filter is in force; FinishBackgroundWork waits. The lock of
-///            the audition filter is taken inside the component's.
-/// Real time: neither a block nor an automated parameter allocates, but for the smoothing of the Matching
-///            type. In the FIR types an automated node costs a design a stride on the audio thread, from tens
-///            of microseconds at 1024 taps to a millisecond or two at 16384. A design that another thread has
-///            left to the audio thread, for other sizes, allocates there.
+///            swapped in. At most one thread designs at a time, and the setters of automatable parameters do
+///            not wait for it: a thread that finds another one designing leaves its wish there, and the other
+///            fulfils it before it goes on. A setter may thus return before its filter is in force;
+///            FinishBackgroundWork waits. What changes sizes - FFT and buffer size, sample rate, spectra, the
+///            end of a load - does wait, and designs itself, so that the audio thread never finds a wish that
+///            takes memory; it runs on any thread but that. The lock of the audition filter is taken inside
+///            the component's.
+/// Real time: neither a block nor an automated parameter allocates. In the FIR types an automated node costs
+///            a design a stride on the audio thread, from tens of microseconds at 1024 taps to a millisecond
+///            or two at 16384; automated smoothing of the Matching type computes its curve as well.
 /// Blocks:    Analog: any cut gives the same bits. The others run on the block buffer's fixed blocks.
 /// NaN:       see NodeCascade, PartConv and AltSoloImpl: clean again from the next block on, or at once.
 class Parametric final : public ComponentImpl<Parametric> {
@@ -114,8 +116,8 @@ private:
     };
 
     struct Spectra {
-        MatchSpectrum source;
-        MatchSpectrum target;
+        MatchTable source;
+        MatchTable target;
     };
 
     /// Where the designing thread works. Two impulses take turns in the convolver: the one that is not in
@@ -125,6 +127,8 @@ private:
         PartConvImpulse::Workshop workshop;
         std::array<std::shared_ptr<PartConvImpulse>, 2> impulses;
         std::size_t iSpare = 0;
+        MatchingWork matching;
+        std::vector<float> curve;  ///< the next one
     };
 
     /// What a design starts from: all of one moment.
@@ -136,8 +140,6 @@ private:
         float fAmount;
         float fSmoothing;
         std::array<FilterNode, kNodes> nodes;
-        std::shared_ptr<const Spectra> spectra;
-        std::shared_ptr<const std::vector<float>> curve;
     };
 
     // Accessors of the tables.
@@ -173,12 +175,23 @@ private:
     void ClearHeld();
 
     void Request(std::uint32_t uWork);
+    /// Changes what only the designing thread may, and does at once the work that `change` asks for. Waits
+    /// for the turn.
+    template <class Change>
+    void ChangeAsDesigner(const Change& change) {
+        {
+            const DesignTurn::Hold turn(m_turn);
+            m_uWork.fetch_or(change());
+            if (HasWork()) Design(m_uWork.exchange(0));
+        }
+        WorkOff();
+    }
     void Release();
     bool HasWork() const { return m_nHolds == 0 && m_uWork != 0; }
     void WorkOff();
     void Design(std::uint32_t uWork);
     Plan MakePlan();
-    void RefreshCurve(Plan& plan);
+    void RefreshCurve(const Plan& plan);
     void DesignTaps(const Plan& plan);
     bool ConvolverFits(const Plan& plan) const;
     std::unique_ptr<CurveConvolver> BuildConvolver(const Plan& plan);
@@ -207,14 +220,16 @@ private:
     DesignTurn m_turn;
     std::atomic<int> m_nHolds = 0;  ///< state loads and preset changes in progress
 
-    Bench m_bench;  ///< the designing thread's
+    // The designing thread's, and so are the sizes among the parameters.
+    Bench m_bench;
+    Spectra m_spectra;
 
     // In force, under the lock. The convolver is replaced only by the thread that designs.
     bool m_bFir = false;  ///< a FIR type sounds
     NodeCascade m_cascade;
     std::unique_ptr<CurveConvolver> m_convolver;  ///< at hand in the Analog type too, for automation
-    std::shared_ptr<const Spectra> m_spectra = std::make_shared<Spectra>();
-    std::shared_ptr<const std::vector<float>> m_curve;  ///< dB for each bin of the FFT size in force
+    std::vector<float>
+        m_curve;  ///< dB for each bin of the FFT size in force; written by the designing thread
     Util::Relaxed<std::uint32_t> m_uLatency = 0;
 
     Util::NamedLock m_auditionLock{"DSP::AltSoloImpl", Util::LockUse::OnAudioThread};

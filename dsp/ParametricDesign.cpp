@@ -15,8 +15,10 @@ void Parametric::Request(std::uint32_t uWork) {
 }
 
 void Parametric::Release() {
-    --m_nHolds;
-    WorkOff();
+    ChangeAsDesigner([this] {
+        --m_nHolds;
+        return 0u;
+    });
 }
 
 // The thread that has the turn designs, and looks for new wishes after giving it back. A wish is found either
@@ -39,8 +41,7 @@ void Parametric::FinishBackgroundWork() {
 
 void Parametric::Design(std::uint32_t uWork) {
     Plan plan = MakePlan();
-    const std::size_t uBins = static_cast<std::size_t>(CurveFir::kLengths[plan.iFftSize]) / 2 + 1;
-    if ((uWork & kCurve) != 0 || plan.curve->size() != uBins) RefreshCurve(plan);
+    if ((uWork & kCurve) != 0) RefreshCurve(plan);
     if (plan.type == Type::Analog) {
         InstallAnalog(plan);
     } else if ((uWork & kFilter) != 0) {
@@ -56,21 +57,18 @@ Parametric::Plan Parametric::MakePlan() {
               kBufferSizes[static_cast<std::size_t>(m_nBufferSize)],
               m_fMatchingAmount,
               m_fSmoothing,
-              {},
-              m_spectra,
-              m_curve};
+              {}};
     for (std::uint32_t i = 0; i < kNodes; ++i)
         plan.nodes[i] = m_nodes[i].Get();
     return plan;
 }
 
-void Parametric::RefreshCurve(Plan& plan) {
-    plan.curve = std::make_shared<const std::vector<float>>(
-        ComputeMatchingCurve(plan.spectra->source, plan.spectra->target, plan.fSmoothing,
-                             CurveFir::kLengths[plan.iFftSize], plan.uSampleRate));
-    std::shared_ptr<const std::vector<float>> old = plan.curve;
+void Parametric::RefreshCurve(const Plan& plan) {
+    ComputeMatchingCurve(m_spectra.source, m_spectra.target, plan.fSmoothing,
+                         CurveFir::kLengths[plan.iFftSize], plan.uSampleRate, m_bench.matching,
+                         m_bench.curve);
     const std::lock_guard lock(m_lock);
-    m_curve.swap(old);
+    m_curve.swap(m_bench.curve);
 }
 
 bool Parametric::EnterLatency(std::uint32_t uLatency, std::int32_t nBlock) {
@@ -109,8 +107,7 @@ void Parametric::DesignTaps(const Plan& plan) {
     }
     const bool bMatching = plan.type == Type::Matching;
     m_curveFir.Design(m_bench.fir, plan.iFftSize, {nodes.data(), uNodes}, plan.uSampleRate,
-                      bMatching ? std::span<const float>(*plan.curve) : std::span<const float>(),
-                      plan.fAmount);
+                      bMatching ? std::span<const float>(m_curve) : std::span<const float>(), plan.fAmount);
 }
 
 /// Only the designing thread replaces the convolver, so it may look at it without the lock.

@@ -69,13 +69,19 @@ void Parametric::TotalResponse(ResponseCurve& decibels) {
 }
 
 void Parametric::MatchingResponse(ResponseCurve& decibels) {
+    std::vector<float> curve;
+    curve.reserve(static_cast<std::size_t>(CurveFir::kLengths.back()) / 2 + 1);
     const Plan plan = MakePlan();
-    const std::size_t uTaps = 2 * (plan.curve->size() - 1);
+    {
+        const std::lock_guard lock(m_lock);
+        curve = m_curve;
+    }
+    const std::size_t uTaps = 2 * (curve.size() - 1);
     std::uint32_t iLength = 0;
     while (static_cast<std::size_t>(CurveFir::kLengths[iLength]) != uTaps)
         ++iLength;
     CurveFir::Work work;
-    m_curveFir.Design(work, iLength, {}, plan.uSampleRate, *plan.curve, plan.fAmount);
+    m_curveFir.Design(work, iLength, {}, plan.uSampleRate, curve, plan.fAmount);
     TapsResponse(work.taps, plan.uSampleRate, m_frequencies, decibels);
 }
 
