@@ -108,6 +108,8 @@ void Plugin::BeginStreaming(std::uint32_t uSampleRate) {
     m_bStreaming = true;
     PostToEditor(EditorNotifyCode::StreamingStarted);
     m_transform->Reconfigure(uSampleRate);
+    // The stream begins with all that was asked for.
+    FinishBackgroundWork();
 }
 
 void Plugin::EndStreaming() {

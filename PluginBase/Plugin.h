@@ -52,7 +52,7 @@ public:
     /// running frame count times 10,000,000 / rate, truncated. Streaming thread.
     void SetBlockStart(std::int64_t nBlockStart) { m_nBlockStart = nBlockStart; }
 
-    /// Starts and stops a stream at a rate in Hz. Control thread.
+    /// Starts and stops a stream at a rate in Hz. Control thread; the start waits for background work.
     void BeginStreaming(std::uint32_t uSampleRate);
     void EndStreaming();
 
@@ -129,7 +129,7 @@ public:
 
     /// Frames that the host itself adds, for host kind 2.
     virtual std::uint32_t HostLatency(bool /*bFrozen*/) { return 0; }
-    /// The system delay has been computed anew.
+    /// The system delay has been computed anew. Sets no parameter: a setter may be waiting for this.
     virtual void OnSystemDelayUpdated() {}
 
     // PluginContext -----------------------------------------------------------------------------------

@@ -147,13 +147,12 @@ void CombReverb::Reset() noexcept {
 }
 
 void CombReverb::Process(int nFrames, float* left, float* right) {
-    if (nFrames < 1) return;
-    const auto uFrames = static_cast<std::size_t>(nFrames);
-    if (m_input.size() < uFrames) {
-        m_input.resize(uFrames);
-        for (auto& wet : m_wet)
-            wet.resize(uFrames);
-    }
+    for (int nDone = 0; nDone < nFrames; nDone += kPiece)
+        ProcessPiece(std::min(kPiece, nFrames - nDone), left + nDone, right ? right + nDone : nullptr);
+}
+
+/// At most kPiece frames, which there is room for.
+void CombReverb::ProcessPiece(int nFrames, float* left, float* right) {
     float* const wetLeft = m_wet[0].data();
     float* const wetRight = m_wet[1].data();
 

@@ -22,8 +22,7 @@ namespace DSP {
 /// Mono:      the left bank alone, fed with twice the sample. A loud left channel and a silent right one do
 ///            not give the same as that, because a bank hears both channels.
 /// Latency:   none.
-/// Threads:   no lock: under the owner's. SetSampleRate allocates; nothing else does, but for the first block
-///            longer than every block before.
+/// Threads:   no lock: under the owner's. Construction and SetSampleRate allocate; nothing else does.
 /// Blocks:    any length, in place; the output does not depend on how a stream is cut.
 /// NaN:       damaged samples (see VectorRepair) count as 0 in the wet sound, so that nothing can stay in the
 ///            network; what the dry sound does with them is over with the sample. The filters are looked at
@@ -58,6 +57,7 @@ private:
     void ComputeWetGains();
     void DesignFilters();
     void RebuildDelay();
+    void ProcessPiece(int nFrames, float* left, float* right);
     void FilterWet(int nFrames, bool bStereo) noexcept;
 
     // Set-up: written by construction and SetSampleRate only.
@@ -79,8 +79,9 @@ private:
     std::array<DelayLine, 2> m_delays;
     std::array<std::array<IirCascade, 2>, 2> m_filters;  ///< by stage, low cut and high cut; then by channel
     // Scratch: means nothing between two calls.
-    std::vector<float> m_input;
-    std::array<std::vector<float>, 2> m_wet;
+    static constexpr int kPiece = 8192;  ///< frames; longer blocks are cut
+    std::vector<float> m_input = std::vector<float>(kPiece);
+    std::array<std::vector<float>, 2> m_wet{m_input, m_input};
 };
 
 }  // namespace DSP

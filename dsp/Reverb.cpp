@@ -253,6 +253,7 @@ void Reverb::SetBufferSize(std::int32_t nIndex) {
     nIndex = std::clamp<std::int32_t>(nIndex, 0, static_cast<std::int32_t>(kBufferSizes.size()) - 1);
     if (nIndex == m_nBufferSize) return;
     MarkDirty();
+    bool bClaimed = false;
     {
         const std::lock_guard lock(m_lock);
         m_nBufferSize = nIndex;
@@ -261,9 +262,13 @@ void Reverb::SetBufferSize(std::int32_t nIndex) {
             m_target.nBlock = kBufferSizes[static_cast<std::size_t>(nIndex)];
         }
         RestartBlocks();
-        // The convolver is laid out for the block; that is work for the thread as an impulse is.
+        // The convolver is laid out for the block; that is work for the thread as an impulse is, or for this
+        // one: it takes memory.
         OffloadIfWanted();
+        const std::lock_guard offload(m_offload.Lock());
+        bClaimed = AudioMakesRooms() && m_offload.Claim();
     }
+    if (bClaimed) m_offload.RunClaimed();
     DelayChanged();
 }
 
@@ -271,7 +276,14 @@ void Reverb::SetOffload(std::int32_t nMode) {
     nMode = std::clamp<std::int32_t>(nMode, kNone, kAll);
     if (nMode == m_nOffloadMode) return;
     MarkDirty();
-    m_nOffloadMode = nMode;
+    bool bClaimed = false;
+    {
+        const std::lock_guard lock(m_lock);
+        m_nOffloadMode = nMode;
+        const std::lock_guard offload(m_offload.Lock());
+        bClaimed = AudioMakesRooms() && m_offload.Claim();
+    }
+    if (bClaimed) m_offload.RunClaimed();
 }
 
 /// Frames of the block buffer.
@@ -289,6 +301,7 @@ void Reverb::RestartBlocks() {
 // The stream. -----------------------------------------------------------------------------------------------
 
 void Reverb::SetSampleRate(std::uint32_t uSampleRate) {
+    bool bOtherRate = false;
     {
         const std::lock_guard lock(m_lock);
         {
@@ -296,10 +309,12 @@ void Reverb::SetSampleRate(std::uint32_t uSampleRate) {
             m_comb.SetSampleRate(uSampleRate);
         }
         const std::lock_guard offload(m_offload.Lock());
+        bOtherRate = m_target.uSampleRate != std::max(uSampleRate, 1u);
         m_target.uSampleRate = std::max(uSampleRate, 1u);
         m_target.nChannels = m_plugin.InputChannels() == 1 ? 1 : 2;
     }
-    m_offload.RunHere(m_lock);
+    // A fold to mono comes here on the audio thread, with the rate that there is.
+    if (bOtherRate) m_offload.RunHere(m_lock);
 }
 
 void Reverb::ClearState() {
@@ -327,7 +342,7 @@ void Reverb::MakeRoom(const Util::Relaxed<bool>& stop) {
         const std::lock_guard offload(m_offload.Lock());
         target = m_target;
     }
-    m_room.Update(target, stop);
+    if (m_room.Update(target, stop) && AudioMakesRooms()) m_room.Reserve(kDelaysMs.fMax);
     bool bReset = false;
     {
         const std::lock_guard offload(m_offload.Lock());

@@ -16,10 +16,14 @@ namespace DSP {
 ///            parameters have become an impulse the listener hears the dry sound alone, with the plate too.
 /// Offload:   with "All" a thread of its own makes the impulse; with "UI Only" it does so for changes within
 ///            SetUserEditing, and with "None" never. What the thread does not make, the audio thread makes
-///            at its next block, which then takes far longer than a block may.
+///            at its next block, which then takes far longer than a block may: that it is heard from that
+///            very block on is what the mode is for.
 /// Threads:   setters take the component's lock and run on any thread. On the audio thread, for
 ///            automation, they neither wait nor allocate: filter design and the delay lines are cheap, and
-///            the offload thread is only woken. A change of "RVB: Type" there rebuilds the block buffer.
+///            the offload thread is only woken. A change of "RVB: Type" there rebuilds the block buffer. The
+///            two setters that are not automatable, of the buffer size and the offload mode, see to the
+///            memory: with any mode but "All" there is some for every room, so that no block allocates in any
+///            mode.
 /// Locks:     the component's; in it "Reverb Offloading Thread", for flags and the room's target; in it
 ///            "Reverb::Freeverb", over the comb network. The room itself has no lock: while the offload
 ///            thread runs it belongs to that thread, otherwise to the holder of the component's lock.
@@ -54,6 +58,7 @@ private:
     template <class Change>
     void Rebuild(const Change& change);
     void OffloadIfWanted();
+    bool AudioMakesRooms() const { return m_nOffloadMode != kAll; }
     void UpdateDryGains();
     ReverbCutoffs Cutoffs() const;
     void CutoffsChanged();

@@ -17,12 +17,16 @@ ReverbOffload::~ReverbOffload() {
 }
 
 void ReverbOffload::Request() {
+    if (Claim()) m_wake.Release();
+}
+
+bool ReverbOffload::Claim() {
     if (m_bRunning) {
         m_bRestart = true;
-        return;
+        return false;
     }
     m_bRunning = true;
-    m_wake.Release();
+    return true;
 }
 
 void ReverbOffload::ThreadMain() {

@@ -44,6 +44,11 @@ public:
     /// the work is to find has been written.
     void Request();
 
+    /// As Request, but the caller is the thread: true asks it to call RunClaimed once it holds no lock. False
+    /// where the thread runs already, and will once more.
+    bool Claim();
+    void RunClaimed() { RunWork(); }
+
     /// Runs the work on the calling thread, in the thread's place, beginning under the owner's lock. Waits
     /// for the thread first. Not on the audio thread, and with no lock held.
     void RunHere(Util::NamedLock& ownersLock);

@@ -8,7 +8,6 @@
 #include "dsp/KaiserWindow.h"
 #include "dsp/vector/Elementary.h"
 #include "dsp/vector/ElementaryVector.h"
-#include "dsp/vector/Iir.h"
 
 namespace DSP {
 
@@ -20,6 +19,11 @@ constexpr float kNeutralDamping = 0.7f;
 // Below this an impulse's samples are inaudible by 100 dB and more, and next to subnormal in products.
 float Flush(float f) {
     return std::abs(f) < 1e-10f ? 0.0f : f;
+}
+
+std::size_t DelayFrames(float fMs, std::uint32_t uSampleRate) {
+    return static_cast<std::size_t>(
+        std::max(double{fMs} * static_cast<double>(uSampleRate) / 1000.0 + 0.5, 0.0));
 }
 
 }  // namespace
@@ -35,15 +39,27 @@ void RoomImpulse::Load(const float* const* channels, int nFrames, int nChannels,
     m_uResampledRate = 0;
 }
 
-std::vector<const float*> RoomImpulse::Taps() const {
-    std::vector<const float*> pointers;
-    for (const auto& channel : m_work)
-        pointers.push_back(channel.data());
-    return pointers;
+int RoomImpulse::Reserve(std::uint32_t uSampleRate, float fMaxPreDelayMs) {
+    if (m_stored.empty()) return 1;
+    if (uSampleRate != m_uResampledRate) Resample(uSampleRate);
+    const std::size_t uFrames = std::max<std::size_t>(m_resampled[0].size(), 2);
+    const std::size_t uLongest = uFrames + DelayFrames(fMaxPreDelayMs, uSampleRate);
+    m_work.resize(m_resampled.size());
+    for (auto& channel : m_work)
+        channel.reserve(uLongest);
+    // A result moves with its memory.
+    for (std::size_t c = 0; c < m_taps.size(); ++c)
+        m_taps[c] = m_work[c].data();
+    m_taps.reserve(m_work.size());
+    m_window.reserve(uFrames);
+    m_damping.reserve(uFrames);
+    m_low.reserve(uFrames);
+    m_kaiser.reserve(2 * uFrames);
+    return static_cast<int>(uLongest);
 }
 
 bool RoomImpulse::Make(const RoomShape& shape, std::uint32_t uSampleRate, const Util::Relaxed<bool>& stop) {
-    m_work.clear();
+    m_taps.clear();
     if (m_stored.empty()) return true;
     if (uSampleRate != m_uResampledRate) Resample(uSampleRate);
     if (stop) return false;
@@ -55,23 +71,23 @@ bool RoomImpulse::Make(const RoomShape& shape, std::uint32_t uSampleRate, const 
     BuildDamping(uLength, shape.fDamping);
     if (stop) return false;
 
-    ChannelList work = m_resampled;
-    for (auto& channel : work) {
-        channel.resize(uLength);
+    m_work.resize(m_resampled.size());
+    for (std::size_t c = 0; c < m_work.size(); ++c) {
+        std::vector<float>& channel = m_work[c];
+        channel.assign(uLength, 0.0f);
+        std::copy_n(m_resampled[c].begin(), std::min(uLength, uFrames), channel.begin());
         for (std::size_t i = 0; i < uLength; ++i)
             channel[i] = Flush(channel[i] * m_window[i]);
     }
-    std::swap(m_work, work);
     ApplyWidth(shape.fWidth);
     for (auto& channel : m_work) {
         ApplyDamping(channel, uSampleRate);
         AddDelay(channel, shape.fPreDelayMs, uSampleRate);
         ApplyCutoffs(channel, shape.cutoffs, uSampleRate);
-        if (stop) {
-            m_work.clear();
-            return false;
-        }
+        if (stop) return false;
     }
+    for (const auto& channel : m_work)
+        m_taps.push_back(channel.data());
     return true;
 }
 
@@ -99,10 +115,10 @@ void RoomImpulse::BuildDamping(std::size_t uLength, float fDamping) {
     if (fDamping > kNeutralDamping) {
         const double fExcess = double{fDamping} - double{kNeutralDamping};
         // The later half of a window of twice the length, made steeper.
-        std::vector<float> window(2 * uLength, 1.0f);
-        ApplyKaiserWindow(window.data(), static_cast<int>(window.size()), fExcess * 20.0);
+        m_kaiser.assign(2 * uLength, 1.0f);
+        ApplyKaiserWindow(m_kaiser.data(), static_cast<int>(m_kaiser.size()), fExcess * 20.0);
         const auto fPower = static_cast<float>(fExcess * 1000.0 * fExcess + 1.0);
-        VectorPow(window.data() + uLength, fPower, m_damping.data(), static_cast<std::int32_t>(uLength));
+        VectorPow(m_kaiser.data() + uLength, fPower, m_damping.data(), static_cast<std::int32_t>(uLength));
         std::transform(m_damping.begin(), m_damping.end(), m_damping.begin(), Flush);
     } else if (fDamping < kNeutralDamping) {
         // The highs grow against the lows, the more the later.
@@ -144,17 +160,16 @@ void RoomImpulse::ApplyDamping(std::vector<float>& channel, std::uint32_t uSampl
 }
 
 void RoomImpulse::AddDelay(std::vector<float>& channel, float fMs, std::uint32_t uSampleRate) const {
-    const auto uDelay = static_cast<std::size_t>(
-        std::max(double{fMs} * static_cast<double>(uSampleRate) / 1000.0 + 0.5, 0.0));
-    channel.insert(channel.begin(), uDelay, 0.0f);
+    channel.insert(channel.begin(), DelayFrames(fMs, uSampleRate), 0.0f);
 }
 
 void RoomImpulse::ApplyCutoffs(std::vector<float>& channel, const ReverbCutoffs& cutoffs,
-                               std::uint32_t uSampleRate) const {
+                               std::uint32_t uSampleRate) {
     for (const ReverbTaps& taps : {ReverbLowCutTaps(uSampleRate, cutoffs.fLowHz, cutoffs.fLowQ),
                                    ReverbHighCutTaps(uSampleRate, cutoffs.fHighHz, cutoffs.fHighQ)}) {
-        IirCascade filter(taps.data(), 1);
-        filter.Process(channel.data(), static_cast<int>(channel.size()));
+        m_filter.SetTaps(taps.data());
+        m_filter.Reset();
+        m_filter.Process(channel.data(), static_cast<int>(channel.size()));
     }
     std::transform(channel.begin(), channel.end(), channel.begin(), Flush);
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "dsp/ReverbFilter.h"
+#include "dsp/vector/Iir.h"
 #include "hvBase/Util/Relaxed.h"
 
 namespace DSP {
@@ -33,8 +34,9 @@ struct RoomShape {
 ///
 /// What lies behind the n frames is gone, and the filters' tails end with the buffer.
 ///
-/// Threads:   one at a time; no lock. All of it allocates: set-up, or the thread that rebuilds.
-/// Memory:    keeps the stored impulse, the resampled one and the damping curve.
+/// Threads:   one at a time; no lock. All of it allocates: set-up, or the thread that rebuilds. Where memory
+///            is reserved for the rate and the delay, Make does not.
+/// Memory:    keeps the stored impulse, the resampled one, the damping curve and the result's.
 class RoomImpulse {
 public:
     /// Copies an impulse of nChannels, 1 or 2, channels. A frame count below 1 reads as 1.
@@ -44,10 +46,14 @@ public:
     /// impulse until the next call.
     bool Make(const RoomShape& shape, std::uint32_t uSampleRate, const Util::Relaxed<bool>& stop);
 
-    int Channels() const { return static_cast<int>(m_work.size()); }
-    int Length() const { return m_work.empty() ? 0 : static_cast<int>(m_work[0].size()); }
-    /// What Make made, until the next call.
-    std::vector<const float*> Taps() const;
+    /// Takes memory for any room with pre-delays up to the given one, and returns the longest impulse's
+    /// length.
+    int Reserve(std::uint32_t uSampleRate, float fMaxPreDelayMs);
+
+    int Channels() const { return static_cast<int>(m_taps.size()); }
+    int Length() const { return m_taps.empty() ? 0 : static_cast<int>(m_work[0].size()); }
+    /// What Make made, until the next call: a pointer a channel.
+    const std::vector<const float*>& Taps() const { return m_taps; }
 
 private:
     void Resample(std::uint32_t uSampleRate);
@@ -56,8 +62,7 @@ private:
     void ApplyWidth(float fWidth);
     void ApplyDamping(std::vector<float>& channel, std::uint32_t uSampleRate);
     void AddDelay(std::vector<float>& channel, float fMs, std::uint32_t uSampleRate) const;
-    void ApplyCutoffs(std::vector<float>& channel, const ReverbCutoffs& cutoffs,
-                      std::uint32_t uSampleRate) const;
+    void ApplyCutoffs(std::vector<float>& channel, const ReverbCutoffs& cutoffs, std::uint32_t uSampleRate);
 
     using ChannelList = std::vector<std::vector<float>>;
     // Set-up: written by Load only.
@@ -71,8 +76,11 @@ private:
     float m_fDampingOf = -1.0f;
     // The result.
     ChannelList m_work;
+    std::vector<const float*> m_taps;  ///< none while there is no impulse
     // Scratch: means nothing between two calls.
     std::vector<float> m_low;
+    std::vector<float> m_kaiser;
+    IirCascade m_filter{ReverbTaps{1, 0, 0, 1, 0, 0}.data(), 1};
 };
 
 }  // namespace DSP

@@ -1,7 +1,7 @@
 #include "dsp/SampledReverb.h"
 
 #include <algorithm>
-#include <memory>
+#include <array>
 
 #include "dsp/vector/Elementwise.h"
 #include "dsp/vector/Rounding.h"
@@ -16,26 +16,53 @@ void SampledReverb::LoadImpulse(const float* const* channels, int nFrames, int n
                                 double fSampleRate) {
     m_impulse.Load(channels, nFrames, nChannels,
                    static_cast<std::uint32_t>(std::max(RoundHalfAway(fSampleRate), 1)));
-    m_bMade = false;
+    m_bMade = m_bReserved = false;
+}
+
+/// Makes the spare impulse.
+void SampledReverb::Prepare(const float* const* taps, int nLength, int nChannels, int nBlock) {
+    if (!m_spare) m_spare = std::make_shared<PartConvImpulse>();
+    m_spare->Set(taps, nLength, nChannels, nBlock, m_workshop);
 }
 
 bool SampledReverb::Update(const RoomTarget& target, const Util::Relaxed<bool>& stop) {
     if (m_bMade && target == m_made) return true;
     const bool bSameRoom =
         m_bMade && target.shape == m_made.shape && target.uSampleRate == m_made.uSampleRate;
-    std::shared_ptr<const PartConvImpulse> impulse;
+    const bool bSameBlock = m_inForce && target.nBlock == m_made.nBlock;
     if (!bSameRoom) {
         if (!m_impulse.Make(target.shape, target.uSampleRate, stop)) return false;
-        impulse = std::make_shared<const PartConvImpulse>(m_impulse.Taps().data(), m_impulse.Length(),
-                                                          m_impulse.Channels(), target.nBlock);
+        Prepare(m_impulse.Taps().data(), m_impulse.Length(), m_impulse.Channels(), target.nBlock);
         if (stop) return false;
+    } else if (!bSameBlock) {
+        PartConvImpulse& impulse = *m_inForce;
+        std::array<const float*, 2> taps{impulse.Taps(0), impulse.Taps(1)};
+        Prepare(taps.data(), impulse.Length(), impulse.Channels(), target.nBlock);
     }
-    if (target.nChannels != InputChannels() || target.nBlock != m_made.nBlock)
-        Configure(target.nChannels, target.nChannels, target.nBlock);
-    m_convolver.Swap(std::move(impulse));
+    if (!bSameRoom || !bSameBlock) {
+        // Memory for two channels first: the audio thread changes between one and two.
+        if (!bSameBlock || !m_convolver.Fits(*m_spare)) Configure(2, 2, target.nBlock);
+        m_convolver.Swap(m_spare);
+        m_inForce.swap(m_spare);
+        if (!m_bReserved) m_spare.reset();
+    }
+    if (target.nChannels != InputChannels()) Configure(target.nChannels, target.nChannels, target.nBlock);
     m_made = target;
     m_bMade = true;
     return true;
+}
+
+void SampledReverb::Reserve(float fMaxPreDelayMs) {
+    if (m_bReserved && m_reserved.uSampleRate == m_made.uSampleRate && m_reserved.nBlock == m_made.nBlock)
+        return;
+    const int nLongest = m_impulse.Reserve(m_made.uSampleRate, fMaxPreDelayMs);
+    if (!m_spare) m_spare = std::make_shared<PartConvImpulse>();
+    for (PartConvImpulse* const impulse : {m_inForce.get(), m_spare.get()})
+        impulse->Reserve(nLongest, m_inForce->Channels(), m_made.nBlock);
+    m_workshop.Reserve();
+    m_convolver.Reserve(nLongest, 2);
+    m_reserved = m_made;
+    m_bReserved = true;
 }
 
 void SampledReverb::Configure(int nInputs, int nOutputs, int nMaxFrames) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "dsp/AudioProcessor.h"
 #include "dsp/DataTail.h"
@@ -28,8 +29,9 @@ struct RoomTarget {
 /// Use:       LoadImpulse once, Update before Process whenever the target may have changed.
 /// Latency:   none. Fastest with blocks of the target's length; other lengths work, see PartConv.
 /// Threads:   the gains anywhere. Update, Process and Reset exclude one another; the owner sees to that.
-///            Update does nothing if the target is the last one, and else allocates and takes a while.
-///            Process and Reset do not, but for the first block longer than every block before.
+///            Update does nothing if the target is the last one, and else allocates and takes a while; a
+///            change between one and two channels alone does not, nor does another shape after Reserve
+///            allocate. Process and Reset do not, but for the first block longer than every block before.
 /// Update:    an impulse of the same length goes on working on what was heard before; with any other
 ///            change the history is dropped.
 /// NaN:       damaged samples count as 0 in the convolution and are soon past in the dry sound.
@@ -42,6 +44,10 @@ public:
 
     /// Becomes what is asked for. False if `stop` was seen to be true: then everything is as before.
     bool Update(const RoomTarget& target, const Util::Relaxed<bool>& stop);
+
+    /// Takes memory for any shape with pre-delays up to the given one, at the rate and block of the last
+    /// Update: several megabytes. Does nothing where that has been done.
+    void Reserve(float fMaxPreDelayMs);
 
     void SetDryGain(float fGain) { m_fDryGain = fGain; }
     void SetWetGain(float fGain) { m_fWetGain = fGain; }
@@ -57,9 +63,17 @@ public:
     const PartConvImpulse& Impulse() const { return *m_convolver.Impulse(); }
 
 private:
-    // Set-up: written by LoadImpulse, Update and Configure.
+    void Prepare(const float* const* taps, int nLength, int nChannels, int nBlock);
+
+    // Set-up: written by LoadImpulse, Update, Reserve and Configure. Two impulses take turns in the
+    // convolver.
     RoomImpulse m_impulse;
-    bool m_bMade = false;  ///< there is something in m_made, and it is in force
+    std::shared_ptr<PartConvImpulse> m_inForce;
+    std::shared_ptr<PartConvImpulse> m_spare;
+    PartConvImpulse::Workshop m_workshop;
+    RoomTarget m_reserved;     ///< the rate and block that memory is reserved for
+    bool m_bReserved = false;  ///< it is
+    bool m_bMade = false;      ///< there is something in m_made, and it is in force
     RoomTarget m_made;
     // Parameters: written by setters, read once at the head of a block.
     Util::Relaxed<float> m_fDryGain = 1.0f;

@@ -71,8 +71,9 @@ void Level::SetChoice(std::uint32_t iChoice, std::int32_t nValue) {
 }
 
 void Level::SetSampleRate(std::uint32_t uSampleRate) {
-    const std::lock_guard setUp(m_setUpLock);
+    // A fold to mono comes here on the audio thread, with the rate that there is.
     if (uSampleRate == m_uSampleRate) return;
+    const std::lock_guard setUp(m_setUpLock);
     m_uSampleRate = uSampleRate;
     Configure(false);
 }

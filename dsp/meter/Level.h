@@ -97,7 +97,7 @@ private:
     std::array<Util::Relaxed<std::int32_t>, kChoices> m_choices{kPpm, 2, 2, 0};
 
     // Set-up: written by Configure only.
-    std::uint32_t m_uSampleRate = 44100;
+    Util::Relaxed<std::uint32_t> m_uSampleRate = 44100;
     Util::Relaxed<std::uint32_t> m_uWindowLength = 0;
     std::uint32_t m_uHoldLength = 0;  ///< 0: for ever
 

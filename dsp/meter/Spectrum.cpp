@@ -42,7 +42,7 @@ void Spectrum::SetChoice(std::uint32_t iChoice, std::int32_t nValue) {
     const std::lock_guard setUp(m_setUpLock);
     m_choices[iChoice] = nValue;
     if (iChoice == kPeakHoldTime) return;
-    Install(std::make_unique<SpectrumAnalyzer>(Settings(m_analyzer->Settings().uSampleRate)));
+    Install(std::make_unique<SpectrumAnalyzer>(Settings(m_uSampleRate)));
 }
 
 SpectrumSettings Spectrum::Settings(std::uint32_t uSampleRate) const {
@@ -62,13 +62,15 @@ void Spectrum::Install(std::unique_ptr<SpectrumAnalyzer> analyzer) {
 }
 
 void Spectrum::SetSampleRate(std::uint32_t uSampleRate) {
-    const std::lock_guard setUp(m_setUpLock);
-    if (uSampleRate != m_analyzer->Settings().uSampleRate) {
-        Install(std::make_unique<SpectrumAnalyzer>(Settings(uSampleRate)));
+    // A fold to mono comes here on the audio thread, with the rate that there is.
+    if (uSampleRate == m_uSampleRate) {
+        const std::lock_guard lock(m_lock);
+        m_analyzer->RestartAverage();
         return;
     }
-    const std::lock_guard lock(m_lock);
-    m_analyzer->RestartAverage();
+    const std::lock_guard setUp(m_setUpLock);
+    m_uSampleRate = uSampleRate;
+    Install(std::make_unique<SpectrumAnalyzer>(Settings(uSampleRate)));
 }
 
 void Spectrum::ClearState() {

@@ -84,6 +84,7 @@ private:
     Util::Relaxed<bool> m_bBandAnalysis = false;
     Util::Relaxed<std::uint32_t> m_uBand = 0;
 
+    Util::Relaxed<std::uint32_t> m_uSampleRate = SpectrumSettings{}.uSampleRate;
     std::unique_ptr<SpectrumAnalyzer> m_analyzer;  ///< replaced under both locks
 };
 
