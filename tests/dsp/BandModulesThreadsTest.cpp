@@ -81,6 +81,11 @@ TEST_CASE("Band modules and DC filter: two setters, a display and audio may meet
 TEST_CASE("CrossOver: whoever sets last, from whichever thread, what plays is what the parameters say") {
     Test::CrossOverRig rig;
     rig.SetInt(rig.kBufferSize, 0);
+    // The audio thread designs in every stride, beside what the others do.
+    EnvelopeHandler& envelopes = rig.component.Envelopes();
+    const EnvelopeSegment sweep{0, 600'000'000, 300, 9000, 0, EnvelopeCurve::Linear};
+    envelopes.AddSegments(ParameterGroup::Float, rig.kCutoff2, {&sweep, 1});
+    rig.stage.uStride = 50;
     std::atomic<int> nBusy = 2;
     const auto set = [&](std::uint64_t uSeed) {
         Test::Random random(uSeed);
@@ -104,6 +109,8 @@ TEST_CASE("CrossOver: whoever sets last, from whichever thread, what plays is wh
     first.join();
     second.join();
     CHECK(bFinite);
+    CHECK(rig.stage.nPosition < sweep.nEnd);
+    envelopes.RemoveSegments(ParameterGroup::Float, rig.kCutoff2, INT64_MIN, INT64_MAX);
 
     Test::CrossOverRig same;
     for (Test::CrossOverRig* each : {&rig, &same}) {
