@@ -83,7 +83,7 @@ TEST_CASE("CrossOver: whoever sets last, from whichever thread, what plays is wh
     rig.SetInt(rig.kBufferSize, 0);
     // The audio thread designs in every stride, beside what the others do.
     EnvelopeHandler& envelopes = rig.component.Envelopes();
-    const EnvelopeSegment sweep{0, 600'000'000, 300, 9000, 0, EnvelopeCurve::Linear};
+    const EnvelopeSegment sweep{0, 100'000'000'000, 300, 9000, 0, EnvelopeCurve::Linear};
     envelopes.AddSegments(ParameterGroup::Float, rig.kCutoff2, {&sweep, 1});
     rig.stage.uStride = 50;
     std::atomic<int> nBusy = 2;
