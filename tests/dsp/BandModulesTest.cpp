@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "PluginBase/ParameterRef.h"
 #include "dsp/CrossOver.h"
 #include "dsp/Dynamics.h"
 #include "dsp/Exciter.h"
@@ -50,68 +48,6 @@ struct Modules {
 };
 
 }  // namespace
-
-TEST_CASE_FIXTURE(Modules,
-                  "The band modules have these parameters, for hosts, presets and the command line") {
-    // Name, range or labels, default; ! where no host may automate it. What all bands have stands there once.
-    const char* const expected =
-        "[CrossOver] Crossover Q 1..40=5, CrossOver: Cutoff 1 20..20000=120, "
-        "CrossOver: Cutoff 2 20..20000=2000, CrossOver: Cutoff 3 20..20000=10000, "
-        "CrossOver: Band # Bypass off|on=off, CrossOver: Band # Mute off|on=off, "
-        "CrossOver: Number of Bands 1..4=4, CrossOver: Type Analog|Digital=Analog, "
-        "CrossOver: Buffer Size 128|256|512|1024|2048|4096|8192=1024!, "
-        "[Dynamics] DYN: Global Gain -30..30=0, DYN: Band # Gain -30..30=0, "
-        "DYN: Band # Comp Threshold -130..0=0, DYN: Band # Comp Ratio 1..30=1, "
-        "DYN: Band # Comp Attack 0..500=10, DYN: Band # Comp Release 0..5000=100, "
-        "DYN: Band # Lim Threshold -130..0=0, DYN: Band # Lim Ratio 1..30=10, "
-        "DYN: Band # Lim Attack 0..500=5, DYN: Band # Lim Release 0..5000=100, "
-        "DYN: Band # Gate Threshold -130..0=0, DYN: Band # Gate Ratio 0.1..30=1, "
-        "DYN: Band # Gate Attack 0..500=10, DYN: Band # Gate Release 0..5000=100, DYN: Bypass off|on=on, "
-        "DYN: Solo Mute off|on=off!, DYN: RMS Detection off|on=on, DYN: Auto-smoothing off|on=on, "
-        "[Meters] DYN: Enable Histogram off|on=on!, DYN: Enable Gain Reduction Meter off|on=on!, "
-        "DYN: Gain Reduction Meter Peak Hold off|on=on!, DYN: Enable Curve Level Meter off|on=on!, "
-        "DYN: Gain Reduction Meter Source Comp|Gate|All=Comp!, "
-        "DYN: Gain Reduction Meter Peak Hold Time 5|250|500|1000|5000|Infinite=500!, "
-        "[Exciter] EXC: Band # Amount 0..15=0, EXC: Band # Mix 0..100=100, EXC: Band # Delay 0..10=0, "
-        "EXC: Bypass off|on=on, EXC: Solo Mute off|on=off!, EXC: Mode Retro|Tape|Tube=Tube, "
-        "[Imager] IMG: Band # Width -1..1=0, IMG: Band # Delay -30..30=0, IMG: Bypass off|on=on, "
-        "IMG: Solo Mute off|on=off!, CHOPS: Mono off|on=off, CHOPS: Switch L/R off|on=off, "
-        "CHOPS: Invert L off|on=off, CHOPS: Invert R off|on=off, ";
-    std::string strTables, strGroup, strRow;
-    for (const ParameterRef& parameter : AllParameters({&crossOver, &dynamics, &exciter, &imager})) {
-        CHECK(parameter.Get() == parameter.Default());
-        const std::string strName = std::regex_replace(parameter.Name(), std::regex("Band [1-4]"), "Band #");
-        const bool bRange =
-            parameter.EnumerationLabels().empty() && parameter.Group() != ParameterGroup::Bool;
-        std::string strNew = strName + " " + parameter.Text(parameter.Min());
-        for (double f = bRange ? parameter.Max() : parameter.Min() + 1; f <= parameter.Max(); ++f)
-            strNew += (bRange ? ".." : "|") + parameter.Text(f);
-        strNew += "=" + parameter.Text(parameter.Default()) + (parameter.Info().bAutomatable ? ", " : "!, ");
-        const std::string strNewGroup = PresetGroupName(parameter.Info().presetGroup);
-        if (strNewGroup != std::exchange(strGroup, strNewGroup)) strTables += "[" + strNewGroup + "] ";
-        if (strNew != std::exchange(strRow, strNew)) strTables += strNew;
-    }
-    CHECK(strTables == expected);
-}
-
-TEST_CASE_FIXTURE(Modules,
-                  "Every setter of the band modules clamps, and marks what changes and nothing else") {
-    for (const ParameterRef& parameter : AllParameters({&crossOver, &dynamics, &exciter, &imager})) {
-        CAPTURE(parameter.Name());
-        const int nActivityRequests = context.nActivityRequests;
-        for (const double fSign : {1.0, -1.0}) {
-            const double fEnd = fSign > 0.0 ? parameter.Max() : parameter.Min();
-            const int nDirty = context.nDirty + (parameter.Get() == fEnd ? 0 : 1);
-            for (const double fFar : {kInfinity, 1e9, kNaN})
-                parameter.Set(fSign * fFar);
-            CHECK(parameter.Get() == fEnd);
-            CHECK(context.nDirty == nDirty);
-        }
-        const bool bSwitchesModule =
-            parameter.Name().ends_with(": Bypass") || parameter.Name().ends_with("Solo Mute");
-        CHECK((context.nActivityRequests > nActivityRequests) == bSwitchesModule);
-    }
-}
 
 TEST_CASE_FIXTURE(Modules, "Bypass, Solo Mute and a stage beyond the bands leave the audio as it is") {
     const Stereo input = Test::StereoNoise(1, 500);
