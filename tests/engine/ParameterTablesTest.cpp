@@ -27,7 +27,8 @@ std::string Line(const ParameterRef& parameter) {
     if (!info.strUnits.empty()) strLine += " " + std::string(info.strUnits);
     strLine += " | " + std::string(PresetGroupName(info.presetGroup));
     strLine += info.bAutomatable ? ", automatable" : "";
-    return strLine + ", stored as " + std::to_string(static_cast<int>(info.storageClass));
+    return strLine + ", stored as " + std::to_string(static_cast<int>(info.storageClass)) + ", preset flag " +
+           std::to_string(info.uPresetFlag);
 }
 
 }  // namespace
@@ -54,18 +55,36 @@ TEST_CASE(
     CHECK(next().empty());
 }
 
+TEST_CASE("What a state block holds and what a host may automate are as many as persisted") {
+    TestPlugin plugin;
+    // Floats, bools and ints of all components.
+    std::size_t stored[4] = {}, uAutomatable = 0;
+    for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
+        if (parameter.Info().storageClass == StorageClass::StateBlock)
+            ++stored[static_cast<std::size_t>(parameter.Group())];
+        uAutomatable += parameter.Info().bAutomatable;
+    }
+    CHECK(std::vector<std::size_t>(stored, stored + 4) == std::vector<std::size_t>{124, 65, 39, 0});
+    CHECK(plugin.StateSize() == 805);
+    CHECK(uAutomatable == 166);
+}
+
 TEST_CASE("Setters keep to their ranges, and only a change makes the plug-in dirty") {
     TestPlugin plugin;
     for (const ParameterRef& parameter : AllParameters(plugin.Components())) {
-        if (!Test::IsOfTheSound(parameter)) continue;
         CAPTURE(parameter.Name());
+        // Global settings are the user's and not the sound's, but for the order of the modules. The locks of
+        // the gain sliders belong to the view, although a state keeps them.
+        const std::string& strName = parameter.Name();
+        const bool bOfUser =
+            strName.ends_with("Slider Lock") ||
+            (strName.starts_with("Global: ") && !strName.starts_with("Global: Filter Graph"));
         const auto sets = [&](double fValue, double fExpected) {
             const bool bChange = parameter.Get() != fExpected;
             plugin.Dirty() = false;
             parameter.Set(fValue);
             CHECK(parameter.Get() == fExpected);
-            // The locks of the gain sliders belong to the view, although a state keeps them.
-            CHECK(plugin.Dirty() == (bChange && !parameter.Name().ends_with("Slider Lock")));
+            CHECK(plugin.Dirty() == (bChange && !bOfUser));
         };
         const double fMin = parameter.Min(), fMax = parameter.Max();
         const double fBeyond = parameter.Group() == ParameterGroup::Bool ? 0 : 1e9;

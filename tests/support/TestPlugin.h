@@ -112,8 +112,9 @@ public:
             const std::uint32_t uWanted = blocks[std::min(uBlock++, blocks.size() - 1)];
             const auto uFrames =
                 static_cast<std::uint32_t>(std::min<std::uint64_t>(uWanted, input.left.size() - uPosition));
-            left.assign(uFrames, 0.0f);
-            right.assign(uFrames, 0.0f);
+            // What the chain does not write is heard.
+            left.assign(uFrames, 99.0f);
+            right.assign(uFrames, 99.0f);
             SetBlockStart(static_cast<std::int64_t>((uRun + uPosition) * 10'000'000 / SampleRate()));
             const std::uint32_t uProduced = Process(uFrames, input.left.data() + uPosition,
                                                     bStereo ? input.right.data() + uPosition : nullptr,
