@@ -52,13 +52,14 @@ TEST_CASE("Automated bypass switches at stride boundaries only, and switching on
     // 125 lies in the third stride of 50 (frames 100 to 149); the end at 310 in the seventh.
     engine.AutomateBypass({Bypass(125, 310, 1.0f), Bypass(310, 100000, 0.0f)});
     engine.fake.nClears = 0;
-    std::vector<float> input(500, 0.5f);
-    const auto output = engine.Render({input, {}}, {500});
+    const std::vector<float> left(500, 0.5f), right(500, 0.25f);
+    const auto output = engine.Render({left, right}, {500});
     REQUIRE(output.left.size() == 500);
     for (std::size_t i = 0; i < 500; ++i) {
         CAPTURE(i);
-        const bool bBypassed = i >= 100 && i < 300;
-        REQUIRE(std::abs(output.left[i] - (bBypassed ? 0.5f : -0.5f)) < 1e-6f);
+        const float fFactor = i >= 100 && i < 300 ? 1.0f : -1.0f;
+        REQUIRE(std::abs(output.left[i] - fFactor * 0.5f) < 1e-6f);
+        REQUIRE(std::abs(output.right[i] - fFactor * 0.25f) < 1e-6f);
     }
     CHECK(engine.fake.nClears == 1);
     CHECK(engine.fake.calls.size() == 6);

@@ -141,6 +141,43 @@ TEST_CASE("The system delay is the sum over the active components, block buffers
     CHECK(chain.Settings().EnumerateValues() == std::vector<std::string>{"FrozenSystemDelay"});
 }
 
+TEST_CASE("Trimming and Flush give an output as long as the input and in line with it, however it is cut") {
+    for (std::uint64_t uSeed = 0; uSeed < 4; ++uSeed) {
+        CAPTURE(uSeed);
+        Chain chain;
+        chain.Module("EQ").SetLatency(321);
+        chain.Module("RVB").SetSize(256);
+        chain.Set("Global: Delay Compensation", 1);
+        chain.BeginStreaming(44100);
+        // A reset starts the stream anew.
+        for (std::uint64_t uRun = 0; uRun < 2; ++uRun) {
+            const TestPlugin::Audio input{Test::Noise(5 + uRun, 3000), Test::Noise(7 + uRun, 3000)};
+            auto output = chain.Render(input, Test::RandomCuts(uSeed, 3000, uSeed % 2 ? 50 : 1500));
+            CHECK(output.left.size() == 3000 - 321 - 255);
+            std::vector<float> left, right;
+            REQUIRE(chain.GetTransform().Flush(left, &right) == 576);
+            output.left.insert(output.left.end(), left.begin(), left.begin() + 576);
+            output.right.insert(output.right.end(), right.begin(), right.begin() + 576);
+            REQUIRE(output.left.size() == 3000);
+            CHECK(Test::WorstDifference(output.left, input.left) < 1e-6f);
+            CHECK(Test::WorstDifference(output.right, input.right) < 1e-6f);
+            chain.ResetAll();
+        }
+    }
+}
+
+TEST_CASE("A delay that automation changes within a block counts from the next block on") {
+    Chain chain;
+    FakeModule& module = chain.Module("RVB");
+    const EnvelopeSegment jump{0, 10'000'000, 256, 256, 0, EnvelopeCurve::Jump};
+    module.Envelopes().AddSegments(ParameterGroup::Int, 0, {&jump, 1});
+    for (const std::uint32_t uDelay : {0u, 255u}) {
+        chain.Render({std::vector<float>(100), {}}, {100});
+        CHECK(module.Size() == 256);
+        CHECK(chain.GetTransform().SystemDelay() == uDelay);
+    }
+}
+
 TEST_CASE(
     "Without compensation nothing is trimmed and nothing flushed, and other hosts trim for themselves") {
     for (const std::uint32_t uHostKind : {0u, 1u, 2u, 3u}) {
