@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "dsp/Gain.h"
@@ -84,6 +85,21 @@ TEST_CASE("The multiband modules run together at the place of the first, band by
     CHECK(chain.Calls().front() == "DYN/1");
     chain.splitter.uBypassed = 3;
     CHECK(chain.Calls().front() == "EQ/0");
+}
+
+TEST_CASE("A module that takes all bands is called once a block, but with automation once a band") {
+    Chain chain;
+    FakeModule& module = chain.Module("DYN");
+    module.bTakesAllBands = true;
+    const auto calls = [&] {
+        const Log log = chain.Calls();
+        return std::count_if(log.begin(), log.end(),
+                             [](const auto& call) { return call.starts_with("DYN"); });
+    };
+    CHECK(calls() == 1);
+    const EnvelopeSegment segment{0, 10'000'000, 1, 1, 0, EnvelopeCurve::Jump};
+    module.Envelopes().AddSegments(ParameterGroup::Float, 0, {&segment, 1});
+    CHECK(calls() == 4);
 }
 
 TEST_CASE("Channel operations run even while the imager is off, every other module only while it is on") {

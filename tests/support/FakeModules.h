@@ -24,6 +24,7 @@ public:
     }
 
     bool IsActive() const override { return m_bOn; }
+    bool TakesAllBands() const override { return bTakesAllBands; }
     std::uint32_t GetLatency() const override { return static_cast<std::uint32_t>(m_delayLeft.size()); }
     void ClearState() override {
         const std::lock_guard lock(m_lock);
@@ -77,6 +78,7 @@ public:
     };
     std::vector<Call> calls;
     std::vector<std::string>* log = nullptr;
+    bool bTakesAllBands = false;
     int nClears = 0;
     int nStreamResets = 0;
     std::uint32_t uSampleRate = 0;
